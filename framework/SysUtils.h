@@ -1,0 +1,68 @@
+#pragma once
+// Number and text helpers with the behaviour of the host runtime the package was written for:
+// Format, FormatFloat, FloatToStrF, StrToInt/StrToFloat and friends. Separators and date
+// formats come from one FormatSettings object.
+
+#include <QChar>
+#include <QDateTime>
+#include <QString>
+#include <QVariant>
+#include <QVariantList>
+
+#include <cstdint>
+
+class QLocale;
+
+namespace wn {
+
+enum TFloatFormat : std::uint8_t { ffGeneral, ffExponent, ffFixed, ffNumber, ffCurrency };
+
+struct TFormatSettings {
+    QChar DecimalSeparator = QLatin1Char('.');
+    QChar ThousandSeparator = QLatin1Char(',');
+    QChar DateSeparator = QLatin1Char('/');
+    QChar TimeSeparator = QLatin1Char(':');
+    // Date and time patterns in the runtime's tokens: d dd m mm yy yyyy h hh n nn s ss;
+    // "/" and ":" stand for DateSeparator and TimeSeparator.
+    QString ShortDateFormat = QStringLiteral("dd/mm/yyyy");
+    QString LongTimeFormat = QStringLiteral("hh:nn:ss");
+
+    static TFormatSettings FromLocale(const QLocale &locale);
+};
+
+// The process-wide settings, initialised from QLocale::system() on first use.
+TFormatSettings &FormatSettings();
+
+// Floating point to text.
+QString FloatToStrF(double value, TFloatFormat format, int precision, int digits);
+QString FloatToStrF(double value, TFloatFormat format, int precision, int digits, const TFormatSettings &fs);
+QString FloatToStr(double value);
+QString FloatToStr(double value, const TFormatSettings &fs);
+QString FormatFloat(const QString &format, double value);
+QString FormatFloat(const QString &format, double value, const TFormatSettings &fs);
+
+// printf-like formatting of %d %u %x %s %f %e %g %% with "-", width and precision.
+// A missing or unfitting argument throws EConvertError.
+QString Format(const QString &format, const QVariantList &args);
+QString Format(const QString &format, const QVariantList &args, const TFormatSettings &fs);
+
+// Text to numbers. The throwing forms raise EConvertError naming the text.
+bool TryStrToInt(const QString &text, std::int32_t &value);
+std::int32_t StrToInt(const QString &text);
+bool TryStrToFloat(const QString &text, double &value);
+bool TryStrToFloat(const QString &text, double &value, const TFormatSettings &fs);
+double StrToFloat(const QString &text);
+double StrToFloat(const QString &text, const TFormatSettings &fs);
+
+QString IntToStr(std::int64_t value);
+// Removes leading and trailing characters up to and including the blank (controls too).
+QString Trim(const QString &text);
+// Upper-cases the ASCII letters a..z only.
+QString UpperCase(const QString &text);
+// ASCII case-insensitive comparison: < 0, 0 or > 0.
+int CompareText(const QString &a, const QString &b);
+// ShortDateFormat + " " + LongTimeFormat.
+QString DateTimeToStr(const QDateTime &dateTime);
+QString DateTimeToStr(const QDateTime &dateTime, const TFormatSettings &fs);
+
+} // namespace wn
