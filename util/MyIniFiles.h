@@ -13,7 +13,8 @@
 #include <cstdint>
 #include <vector>
 
-namespace wn {
+namespace wn
+{
 
 class TMyIniFile : public TObject
 {

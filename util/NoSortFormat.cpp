@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
-namespace wn {
+namespace wn
+{
 
 using namespace NoSortFormatErrors;
 
-namespace {
+namespace
+{
 
 const char *const kMsgInitFailed = "Unexptected error by initialization of the sort string";
 const char *const kMsgSeparatorInNumber = "The number includes a seperator, which is not allowed";
@@ -87,7 +89,8 @@ void TStringFormat::SetNoStr(const QString &S)
     NoLen = std::int32_t(S.size());
 }
 
-bool TStringFormat::GetPart(std::int32_t &Pos, std::uint8_t &PartType, QChar &Sep, QString &Text, bool &HasOne)
+bool TStringFormat::GetPart(std::int32_t &Pos, std::uint8_t &PartType, QChar &Sep, QString &Text,
+                            bool &HasOne)
 {
     const bool result = Pos <= NoLen;
     PartType = 0;
@@ -163,8 +166,8 @@ void TStringFormat::InitFormatParts()
         }
     }
     if (CounterIdx < 0) {
-        const auto number = std::find_if(Parts.begin(), Parts.end(),
-                                         [](const TrecStrPart &p) { return p.PartType == 1; });
+        const auto number =
+            std::find_if(Parts.begin(), Parts.end(), [](const TrecStrPart &p) { return p.PartType == 1; });
         if (number != Parts.end())
             CounterIdx = std::int32_t(number - Parts.begin());
     }
@@ -183,8 +186,8 @@ void TStringFormat::InitPointNo(const QString &Format)
     }
 }
 
-void TStringFormat::InitGlkNo(const QString &Format, const QString &Suffix1, const QString &Suffix2, QChar Sep1,
-                              QChar Sep2)
+void TStringFormat::InitGlkNo(const QString &Format, const QString &Suffix1, const QString &Suffix2,
+                              QChar Sep1, QChar Sep2)
 {
     ErrorCode = 0;
     try {
@@ -440,20 +443,47 @@ QString TStringFormat::ErrorStr() const
 {
     const char *message = kMsgUnexpected;
     switch (ErrorCode) {
-    case kInitFailed: message = kMsgInitFailed; break;
-    case kSeparatorInNumber: message = kMsgSeparatorInNumber; break;
-    case kBadFormatChar: message = kMsgBadFormatChar; break;
-    case kNumberLonger: message = kMsgNumberLonger; break;
-    case kPartTooLong: message = kMsgPartTooLong; break;
-    case kNothingToIncrement: message = kMsgNothingToIncrement; break;
-    case kSortShorterThanNumber: message = kMsgSortShorterThanNumber; break;
-    case kNotConvertible: message = kMsgNotConvertible; break;
-    case kSortMissing: message = kMsgSortMissing; break;
-    case kSortRepeats: message = kMsgSortRepeats; break;
-    case kSortShorter: message = kMsgSortShorter; break;
-    case kFormatEmpty: message = kMsgFormatEmpty; break;
-    case kNoNumberPart: message = kMsgNoNumberPart; break;
-    default: break;
+    case kInitFailed:
+        message = kMsgInitFailed;
+        break;
+    case kSeparatorInNumber:
+        message = kMsgSeparatorInNumber;
+        break;
+    case kBadFormatChar:
+        message = kMsgBadFormatChar;
+        break;
+    case kNumberLonger:
+        message = kMsgNumberLonger;
+        break;
+    case kPartTooLong:
+        message = kMsgPartTooLong;
+        break;
+    case kNothingToIncrement:
+        message = kMsgNothingToIncrement;
+        break;
+    case kSortShorterThanNumber:
+        message = kMsgSortShorterThanNumber;
+        break;
+    case kNotConvertible:
+        message = kMsgNotConvertible;
+        break;
+    case kSortMissing:
+        message = kMsgSortMissing;
+        break;
+    case kSortRepeats:
+        message = kMsgSortRepeats;
+        break;
+    case kSortShorter:
+        message = kMsgSortShorter;
+        break;
+    case kFormatEmpty:
+        message = kMsgFormatEmpty;
+        break;
+    case kNoNumberPart:
+        message = kMsgNoNumberPart;
+        break;
+    default:
+        break;
     }
     return QString::fromLatin1(message);
 }

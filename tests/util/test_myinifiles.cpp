@@ -13,7 +13,8 @@
 
 using namespace wn;
 
-namespace {
+namespace
+{
 
 class IniFile : public ::testing::Test
 {
@@ -100,7 +101,10 @@ TEST_F(IniFile, OnlyReadFileKeepsBytesAndTimestamp)
     EXPECT_EQ(QFileInfo(path).lastModified().toUTC().toSecsSinceEpoch(), old.toSecsSinceEpoch());
 
     // Reading a file that does not exist does not create it.
-    { TMyIniFile missing(Path("none.ini")); missing.ReadInteger("A", "B", 3); }
+    {
+        TMyIniFile missing(Path("none.ini"));
+        missing.ReadInteger("A", "B", 3);
+    }
     EXPECT_FALSE(QFileInfo::exists(Path("none.ini")));
 }
 
@@ -143,7 +147,10 @@ TEST_F(IniFile, NewFileIsCreatedOnlyWhenWritten)
         EXPECT_FALSE(ini.ReadBool("FLAGS", "missing", false));
     }
     EXPECT_EQ(Bytes(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=0\r\n"));
-    { TMyIniFile ini(path); ini.WriteBool("Flags", "Off", true); }
+    {
+        TMyIniFile ini(path);
+        ini.WriteBool("Flags", "Off", true);
+    }
     EXPECT_EQ(Bytes(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=1\r\n"));
 }
 
@@ -211,26 +218,39 @@ TEST_F(IniFile, EraseLeavesTheReadCacheStale)
 TEST_F(IniFile, EraseOfAMissingSectionStillRewrites)
 {
     const QString path = Write("a.ini", "[a]\nx=1\n");
-    { TMyIniFile ini(path); ini.EraseSection("nothing"); }
+    {
+        TMyIniFile ini(path);
+        ini.EraseSection("nothing");
+    }
     EXPECT_EQ(Bytes(path), QByteArray("[A]\r\nX=1\r\n"));
 }
 
 TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
 {
-    const QString cp = Write("cp.ini", "[Gr\xF6\xDF" "e]\nMa\xDF=\xE4\n");
+    const QString cp = Write("cp.ini", "[Gr\xF6\xDF"
+                                       "e]\nMa\xDF=\xE4\n");
     {
         TMyIniFile ini(cp);
-        EXPECT_EQ(ini.ReadString(QString::fromUtf8("Gr\xC3\xB6\xC3\x9F" "e"), QString::fromUtf8("ma\xC3\x9F"), ""),
+        EXPECT_EQ(ini.ReadString(QString::fromUtf8("Gr\xC3\xB6\xC3\x9F"
+                                                   "e"),
+                                 QString::fromUtf8("ma\xC3\x9F"), ""),
                   QString::fromUtf8("\xC3\xA4"));
         ini.WriteString("x", "euro", QString::fromUtf8("\xE2\x82\xAC"));
     }
-    EXPECT_EQ(Bytes(cp), QByteArray("[GR\xF6\xDF" "E]\r\nMA\xDF=\xE4\r\n[X]\r\nEURO=\x80\r\n"));
+    EXPECT_EQ(Bytes(cp), QByteArray("[GR\xF6\xDF"
+                                    "E]\r\nMA\xDF=\xE4\r\n[X]\r\nEURO=\x80\r\n"));
 
     const QString utf = Write("utf.ini", "\xEF\xBB\xBF[a]\nk=\xC3\xA4\n");
-    { TMyIniFile ini(utf); ini.WriteString("a", "k2", QString::fromUtf8("\xE2\x82\xAC")); }
+    {
+        TMyIniFile ini(utf);
+        ini.WriteString("a", "k2", QString::fromUtf8("\xE2\x82\xAC"));
+    }
     EXPECT_EQ(Bytes(utf), QByteArray("\xEF\xBB\xBF[A]\r\nK=\xC3\xA4\r\nK2=\xE2\x82\xAC\r\n"));
 
-    { TMyIniFile ini(Path("fresh.ini")); ini.WriteString("a", "k", QString::fromUtf8("\xC3\xA4")); }
+    {
+        TMyIniFile ini(Path("fresh.ini"));
+        ini.WriteString("a", "k", QString::fromUtf8("\xC3\xA4"));
+    }
     EXPECT_EQ(Bytes(Path("fresh.ini")), QByteArray("[A]\r\nK=\xC3\xA4\r\n"));
 }
 

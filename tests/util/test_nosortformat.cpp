@@ -7,7 +7,8 @@
 
 using namespace wn;
 
-namespace {
+namespace
+{
 
 // Opens the scanner and formatting steps to the tests.
 class TOpenFormat : public TStringFormat
@@ -68,8 +69,9 @@ TEST(NoSortFormat, ScannerSplitsAtDigitsAndSeparators)
                                                           {1, "3", QLatin1Char(';'), false},
                                                           {2, "x", QLatin1Char(','), false}}));
     // A lone separator is its own text and its own separator.
-    EXPECT_EQ(Scan("..;"), (std::vector<ScannedPart>{
-                               {0, ".", dot, false}, {0, ".", dot, false}, {0, ";", QLatin1Char(';'), false}}));
+    EXPECT_EQ(Scan("..;"),
+              (std::vector<ScannedPart>{
+                  {0, ".", dot, false}, {0, ".", dot, false}, {0, ";", QLatin1Char(';'), false}}));
     EXPECT_TRUE(Scan("").empty());
 }
 
@@ -252,7 +254,8 @@ TEST(NoSortFormat, NaturalOrderOfMixedNumbers)
     const auto key = [](const QString &s) {
         const int letter = s[0].isLetter() ? s[0].unicode() : 0;
         const QString digits = s[0].isLetter() ? s.mid(1) : s;
-        return std::make_pair(letter, digits.section('.', 0, 0).toInt() * 100 + digits.section('.', 1).toInt());
+        return std::make_pair(letter,
+                              digits.section('.', 0, 0).toInt() * 100 + digits.section('.', 1).toInt());
     };
     for (qsizetype i = 1; i < numbers.size(); ++i)
         EXPECT_LT(key(numbers[i - 1]), key(numbers[i])) << numbers[i].toStdString();
@@ -324,9 +327,9 @@ TEST(NoSortFormat, DuplicateSuffixes)
     EXPECT_EQ(f.GlkPart2.PartType, 0);
     EXPECT_TRUE(f.FormatStr.isEmpty());
 
-    const std::pair<int, const char *> letters[] = {{1, "P7-a"},   {3, "P7-c"},   {26, "P7-z"},  {27, "P7-aa"},
-                                                    {28, "P7-ab"}, {53, "P7-ba"}, {702, "P7-zz"}, {703, "P7-a"},
-                                                    {0, "P7-"},    {-4, "P7-"}};
+    const std::pair<int, const char *> letters[] = {
+        {1, "P7-a"},   {3, "P7-c"},    {26, "P7-z"},  {27, "P7-aa"}, {28, "P7-ab"},
+        {53, "P7-ba"}, {702, "P7-zz"}, {703, "P7-a"}, {0, "P7-"},    {-4, "P7-"}};
     for (const auto &[n, expected] : letters)
         EXPECT_EQ(f.CreateGlkNo("P7", n, 5), expected) << n;
 
