@@ -100,25 +100,22 @@ bool TStringFormat::GetPart(std::int32_t &Pos, std::uint8_t &PartType, QChar &Se
         return false;
     }
     const auto at = [this](std::int32_t pos) { return NoStr[pos - 1]; };
+    const std::int32_t start = Pos;
     const QChar first = at(Pos);
-    Text = first;
     if (IsDigit(first)) {
         PartType = 1;
-        HasOne = first == QLatin1Char('1');
-        ++Pos;
-        while (Pos <= NoLen && IsDigit(at(Pos))) {
-            Text += at(Pos);
+        do {
             HasOne = HasOne || at(Pos) == QLatin1Char('1');
             ++Pos;
-        }
+        } while (Pos <= NoLen && IsDigit(at(Pos)));
     } else if (!IsSeparator(first)) {
         PartType = 2;
-        ++Pos;
-        while (Pos <= NoLen && !IsDigit(at(Pos)) && !IsSeparator(at(Pos))) {
-            Text += at(Pos);
+        do
             ++Pos;
-        }
+        while (Pos <= NoLen && !IsDigit(at(Pos)) && !IsSeparator(at(Pos)));
     }
+    // A lone separator is its own text; Pos stays on it so that it is taken as the separator too.
+    Text = NoStr.mid(start - 1, std::max(1, Pos - start));
     if (Pos <= NoLen && IsSeparator(at(Pos))) {
         Sep = at(Pos);
         ++Pos;
@@ -330,6 +327,7 @@ QString TStringFormat::SortStrWithoutCatch(const QString &Number)
     if (AlphaOnly || FormatLen == 0)
         return Number;
     QString result;
+    result.reserve(FormatLen);
     SetNoStr(Number);
     const std::size_t n = Parts.size();
     std::size_t i = 0;
