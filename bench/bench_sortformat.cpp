@@ -9,8 +9,7 @@
 #include <algorithm>
 #include <random>
 
-namespace
-{
+namespace {
 
 constexpr int kCount = 1'000'000;
 // Room for every generated form: B5.12, 7a, P10-3.
@@ -27,18 +26,10 @@ const QStringList &Numbers()
             const QChar prefix = QChar(u'A' + pick(0, 25));
             const int main = pick(1, 999);
             switch (pick(0, 3)) {
-            case 0:
-                list << QStringLiteral("%1%2.%3").arg(prefix).arg(main).arg(pick(1, 9999));
-                break;
-            case 1:
-                list << QStringLiteral("%1%2").arg(main).arg(QChar(u'a' + pick(0, 25)));
-                break;
-            case 2:
-                list << QStringLiteral("%1%2-%3").arg(prefix).arg(main).arg(pick(1, 99));
-                break;
-            default:
-                list << QStringLiteral("%1%2").arg(prefix).arg(main);
-                break;
+            case 0: list << QStringLiteral("%1%2.%3").arg(prefix).arg(main).arg(pick(1, 9999)); break;
+            case 1: list << QStringLiteral("%1%2").arg(main).arg(QChar(u'a' + pick(0, 25))); break;
+            case 2: list << QStringLiteral("%1%2-%3").arg(prefix).arg(main).arg(pick(1, 99)); break;
+            default: list << QStringLiteral("%1%2").arg(prefix).arg(main); break;
             }
         }
         return list;

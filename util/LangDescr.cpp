@@ -4,11 +4,9 @@
 
 #include <optional>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 const char *const kUnknownName = "<\?\?\?>";
 
@@ -16,66 +14,36 @@ const char *const kUnknownName = "<\?\?\?>";
 std::optional<QLocale::Language> LanguageOf(std::int32_t primary)
 {
     switch (primary) {
-    case 0x01:
-        return QLocale::Arabic;
-    case 0x02:
-        return QLocale::Bulgarian;
-    case 0x03:
-        return QLocale::Catalan;
-    case 0x04:
-        return QLocale::Chinese;
-    case 0x05:
-        return QLocale::Czech;
-    case 0x06:
-        return QLocale::Danish;
-    case 0x07:
-        return QLocale::German;
-    case 0x08:
-        return QLocale::Greek;
-    case 0x09:
-        return QLocale::English;
-    case 0x0A:
-        return QLocale::Spanish;
-    case 0x0B:
-        return QLocale::Finnish;
-    case 0x0C:
-        return QLocale::French;
-    case 0x0D:
-        return QLocale::Hebrew;
-    case 0x0E:
-        return QLocale::Hungarian;
-    case 0x0F:
-        return QLocale::Icelandic;
-    case 0x10:
-        return QLocale::Italian;
-    case 0x11:
-        return QLocale::Japanese;
-    case 0x12:
-        return QLocale::Korean;
-    case 0x13:
-        return QLocale::Dutch;
-    case 0x14:
-        return QLocale::NorwegianBokmal;
-    case 0x15:
-        return QLocale::Polish;
-    case 0x16:
-        return QLocale::Portuguese;
-    case 0x18:
-        return QLocale::Romanian;
-    case 0x19:
-        return QLocale::Russian;
-    case 0x1A:
-        return QLocale::Croatian;
-    case 0x1B:
-        return QLocale::Slovak;
-    case 0x1D:
-        return QLocale::Swedish;
-    case 0x1E:
-        return QLocale::Thai;
-    case 0x1F:
-        return QLocale::Turkish;
-    default:
-        return std::nullopt;
+    case 0x01: return QLocale::Arabic;
+    case 0x02: return QLocale::Bulgarian;
+    case 0x03: return QLocale::Catalan;
+    case 0x04: return QLocale::Chinese;
+    case 0x05: return QLocale::Czech;
+    case 0x06: return QLocale::Danish;
+    case 0x07: return QLocale::German;
+    case 0x08: return QLocale::Greek;
+    case 0x09: return QLocale::English;
+    case 0x0A: return QLocale::Spanish;
+    case 0x0B: return QLocale::Finnish;
+    case 0x0C: return QLocale::French;
+    case 0x0D: return QLocale::Hebrew;
+    case 0x0E: return QLocale::Hungarian;
+    case 0x0F: return QLocale::Icelandic;
+    case 0x10: return QLocale::Italian;
+    case 0x11: return QLocale::Japanese;
+    case 0x12: return QLocale::Korean;
+    case 0x13: return QLocale::Dutch;
+    case 0x14: return QLocale::NorwegianBokmal;
+    case 0x15: return QLocale::Polish;
+    case 0x16: return QLocale::Portuguese;
+    case 0x18: return QLocale::Romanian;
+    case 0x19: return QLocale::Russian;
+    case 0x1A: return QLocale::Croatian;
+    case 0x1B: return QLocale::Slovak;
+    case 0x1D: return QLocale::Swedish;
+    case 0x1E: return QLocale::Thai;
+    case 0x1F: return QLocale::Turkish;
+    default: return std::nullopt;
     }
 }
 
@@ -124,8 +92,7 @@ QString LanguageName(std::int32_t primary, std::int32_t sub)
 TLangDescr::TLangDescr(const QString &Code, std::int32_t PrimaryLang, std::int32_t SubLang)
     : Code(Code), Name(LanguageName(PrimaryLang, SubLang)), SubLang(SubLang), PrimaryLang(PrimaryLang),
       LCID((SubLang << 10) | PrimaryLang)
-{
-}
+{}
 
 TLangDescrList::TLangDescrList()
 {

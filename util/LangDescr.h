@@ -10,8 +10,7 @@
 #include <memory>
 #include <vector>
 
-namespace wn
-{
+namespace wn {
 
 class TLangDescr : public TObject
 {

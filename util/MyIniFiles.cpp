@@ -9,11 +9,9 @@
 
 #include <cerrno>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 // Lines end at CR LF, LF or a lone CR; a last line without an end still counts.
 QStringList SplitLines(const QString &text)

@@ -13,8 +13,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace wn
-{
+namespace wn {
 
 class TMyIniFile : public TObject
 {

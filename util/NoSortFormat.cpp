@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
-namespace wn
-{
+namespace wn {
 
 using namespace NoSortFormatErrors;
 
-namespace
-{
+namespace {
 
 const char *const kMsgInitFailed = "Unexptected error by initialization of the sort string";
 const char *const kMsgSeparatorInNumber = "The number includes a seperator, which is not allowed";
@@ -441,47 +439,20 @@ QString TStringFormat::ErrorStr() const
 {
     const char *message = kMsgUnexpected;
     switch (ErrorCode) {
-    case kInitFailed:
-        message = kMsgInitFailed;
-        break;
-    case kSeparatorInNumber:
-        message = kMsgSeparatorInNumber;
-        break;
-    case kBadFormatChar:
-        message = kMsgBadFormatChar;
-        break;
-    case kNumberLonger:
-        message = kMsgNumberLonger;
-        break;
-    case kPartTooLong:
-        message = kMsgPartTooLong;
-        break;
-    case kNothingToIncrement:
-        message = kMsgNothingToIncrement;
-        break;
-    case kSortShorterThanNumber:
-        message = kMsgSortShorterThanNumber;
-        break;
-    case kNotConvertible:
-        message = kMsgNotConvertible;
-        break;
-    case kSortMissing:
-        message = kMsgSortMissing;
-        break;
-    case kSortRepeats:
-        message = kMsgSortRepeats;
-        break;
-    case kSortShorter:
-        message = kMsgSortShorter;
-        break;
-    case kFormatEmpty:
-        message = kMsgFormatEmpty;
-        break;
-    case kNoNumberPart:
-        message = kMsgNoNumberPart;
-        break;
-    default:
-        break;
+    case kInitFailed: message = kMsgInitFailed; break;
+    case kSeparatorInNumber: message = kMsgSeparatorInNumber; break;
+    case kBadFormatChar: message = kMsgBadFormatChar; break;
+    case kNumberLonger: message = kMsgNumberLonger; break;
+    case kPartTooLong: message = kMsgPartTooLong; break;
+    case kNothingToIncrement: message = kMsgNothingToIncrement; break;
+    case kSortShorterThanNumber: message = kMsgSortShorterThanNumber; break;
+    case kNotConvertible: message = kMsgNotConvertible; break;
+    case kSortMissing: message = kMsgSortMissing; break;
+    case kSortRepeats: message = kMsgSortRepeats; break;
+    case kSortShorter: message = kMsgSortShorter; break;
+    case kFormatEmpty: message = kMsgFormatEmpty; break;
+    case kNoNumberPart: message = kMsgNoNumberPart; break;
+    default: break;
     }
     return QString::fromLatin1(message);
 }

@@ -14,8 +14,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace wn
-{
+namespace wn {
 
 // One part of a format.
 struct TrecStrPart {
@@ -85,8 +84,7 @@ private:
 };
 
 // Error codes and their messages.
-namespace NoSortFormatErrors
-{
+namespace NoSortFormatErrors {
 inline constexpr std::int32_t kInitFailed = -11;
 inline constexpr std::int32_t kSeparatorInNumber = -10;
 inline constexpr std::int32_t kBadFormatChar = -9;

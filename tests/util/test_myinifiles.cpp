@@ -13,8 +13,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 class IniFile : public ::testing::Test
 {

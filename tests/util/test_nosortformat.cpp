@@ -7,8 +7,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 // Opens the scanner and formatting steps to the tests.
 class TOpenFormat : public TStringFormat

@@ -3,8 +3,7 @@
 #include <QProcess>
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 
 struct ToolRun {
     int ExitCode = -1;

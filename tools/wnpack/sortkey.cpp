@@ -9,10 +9,8 @@
 #include <cstdio>
 #include <numeric>
 
-namespace wnpack
-{
-namespace
-{
+namespace wnpack {
+namespace {
 
 const char *const kUsage = "usage: wnpack sortkey FORMAT [--sort S] [--next] [--sorted] [NUMBER...]";
 
