@@ -41,12 +41,14 @@ QString SectionEntry(const QString &Section)
     return QLatin1Char('[') + UpperCase(Section) + QLatin1Char(']');
 }
 
+// Names are upper-cased in ASCII only; comparing without case also matches the other letters
+// (a file's "Maß" and a caller's "MAß" or "maß").
 qsizetype IndexOfName(const QStringList &lines, const QString &name)
 {
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const QString &line = lines[i];
         const qsizetype eq = line.indexOf(QLatin1Char('='));
-        if (eq == name.size() && line.startsWith(name))
+        if (eq == name.size() && line.startsWith(name, Qt::CaseInsensitive))
             return i;
     }
     return -1;
@@ -112,7 +114,7 @@ std::int32_t TMyIniFile::IndexOfSection(const QString &Section) const
 {
     const QString entry = SectionEntry(Section);
     for (std::size_t i = 0; i < Sections.size(); ++i)
-        if (Sections[i].Entry == entry)
+        if (Sections[i].Entry.compare(entry, Qt::CaseInsensitive) == 0)
             return std::int32_t(i);
     return -1;
 }

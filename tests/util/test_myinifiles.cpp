@@ -234,6 +234,11 @@ TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
                                                    "e"),
                                  QString::fromUtf8("ma\xC3\x9F"), ""),
                   QString::fromUtf8("\xC3\xA4"));
+        // Letters beyond ASCII keep their case on disk but are found in any case.
+        EXPECT_EQ(ini.ReadString(QString::fromUtf8("GR\xC3\x96\xC3\x9F"
+                                                   "E"),
+                                 QString::fromUtf8("MA\xC3\x9F"), ""),
+                  QString::fromUtf8("\xC3\xA4"));
         ini.WriteString("x", "euro", QString::fromUtf8("\xE2\x82\xAC"));
     }
     EXPECT_EQ(Bytes(cp), QByteArray("[GR\xF6\xDF"
