@@ -53,11 +53,11 @@ QString IncrementDigits(const QString &digits)
 }
 
 // The letter at Offset from Base, or nothing when the offset leaves the 26 letters.
-QString Letter(QChar base, std::int32_t offset)
+QString Letter(QChar base, std::int64_t offset)
 {
     if (offset < 0 || offset > 25)
         return QString();
-    return QString(QChar(base.unicode() + offset));
+    return QString(QChar(base.unicode() + int(offset)));
 }
 
 QString SuffixText(const TrecStrPart &part, std::int32_t n)
@@ -66,7 +66,7 @@ QString SuffixText(const TrecStrPart &part, std::int32_t n)
     if (part.PartType == 2 && !part.Str.isEmpty()) {
         const QChar last = part.Str.back();
         if (n < 27) {
-            text = Letter(last, n - 1);
+            text = Letter(last, std::int64_t(n) - 1);
         } else {
             const std::int32_t m = n - 1;
             text = Letter(last, m / 26 - 1) + Letter(last, m % 26);

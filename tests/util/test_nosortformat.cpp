@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 
 using namespace wn;
 
@@ -327,8 +328,8 @@ TEST(NoSortFormat, DuplicateSuffixes)
     EXPECT_TRUE(f.FormatStr.isEmpty());
 
     const std::pair<int, const char *> letters[] = {
-        {1, "P7-a"},   {3, "P7-c"},    {26, "P7-z"},  {27, "P7-aa"}, {28, "P7-ab"},
-        {53, "P7-ba"}, {702, "P7-zz"}, {703, "P7-a"}, {0, "P7-"},    {-4, "P7-"}};
+        {1, "P7-a"},    {3, "P7-c"},   {26, "P7-z"}, {27, "P7-aa"}, {28, "P7-ab"},     {53, "P7-ba"},
+        {702, "P7-zz"}, {703, "P7-a"}, {0, "P7-"},   {-4, "P7-"},   {INT32_MIN, "P7-"}};
     for (const auto &[n, expected] : letters)
         EXPECT_EQ(f.CreateGlkNo("P7", n, 5), expected) << n;
 
