@@ -313,14 +313,14 @@ QString TStringFormat::GetSortStr(const QString &Number)
 {
     ErrorCode = 0;
     try {
-        return SortStrWithoutCatch(Number);
+        return BuildSortStr(Number);
     } catch (...) {
         ErrorCode = kSortStrFailed;
         return QString();
     }
 }
 
-QString TStringFormat::SortStrWithoutCatch(const QString &Number)
+QString TStringFormat::BuildSortStr(const QString &Number)
 {
     if (AlphaOnly || FormatLen == 0)
         return Number;
@@ -381,7 +381,7 @@ QString TStringFormat::SortStrWithoutCatch(const QString &Number)
         for (qsizetype k = 0; k < count; ++k) {
             const QChar c = SortStr[k];
             const int p = IsDigit(c) ? c.unicode() - u'0' : c.unicode() - 87;
-            // A position outside the text is what the bounds-checked original would trip over.
+            // A short result (a lone separator in the number) may not reach every target position.
             if (p < 1 || p > result.size()) {
                 ErrorCode = kSortStrFailed;
                 return result;

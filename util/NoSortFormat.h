@@ -80,7 +80,7 @@ protected:
 
 private:
     QString Filler(std::size_t i) const;
-    QString SortStrWithoutCatch(const QString &Number);
+    QString BuildSortStr(const QString &Number);
 };
 
 // Error codes and their messages.
