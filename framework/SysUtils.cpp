@@ -12,6 +12,7 @@
 #include <limits>
 #include <locale.h>
 #include <string>
+#include <string_view>
 
 namespace wn
 {
@@ -50,8 +51,27 @@ void StripTrailingZeros(TDecimal &d)
         d.Exponent = 0;
 }
 
-// The exact decimal expansion of a finite double. Every double is a binary fraction, so it has
-// a finite decimal expansion; asking to_chars for just enough digits gives it without rounding.
+// Writes the first `precision` + 1 significant digits of magnitude into digits (rounded to
+// nearest by to_chars) and returns the decimal exponent of the first one.
+int ScientificDigits(double magnitude, int precision, std::string &digits)
+{
+    char buffer[800];
+    const auto result =
+        std::to_chars(buffer, buffer + sizeof buffer, magnitude, std::chars_format::scientific, precision);
+    const char *end = result.ptr;
+    const char *e = std::find(static_cast<const char *>(buffer), end, 'e');
+    digits.clear();
+    for (const char *p = buffer; p != e; ++p)
+        if (*p != '.')
+            digits.push_back(*p);
+    int exponent = 0;
+    std::from_chars(e[1] == '+' ? e + 2 : e + 1, end, exponent);
+    return exponent;
+}
+
+// The leading digits of the exact decimal expansion of a finite double, cut off (not rounded)
+// after MaxPrecision + 1 digits: every rounding here keeps at most MaxPrecision digits and
+// decides on the one after them, so that is all it needs.
 TDecimal ExactDecimal(double value)
 {
     TDecimal d;
@@ -60,32 +80,29 @@ TDecimal ExactDecimal(double value)
     if (magnitude == 0)
         return d;
 
-    int binaryExponent = 0;
-    std::frexp(magnitude, &binaryExponent);
+    // A double is a binary fraction and so has a finite decimal expansion: a value whose lowest
+    // set bit is 2^-k has exactly k decimals, an integer at most 309 digits.
     const auto bits = std::bit_cast<std::uint64_t>(magnitude);
-    std::uint64_t mantissa = bits & ((std::uint64_t(1) << 52) - 1);
-    int lowestBit = 0; // exponent of the value's lowest set bit
-    if ((bits >> 52) == 0) {
-        lowestBit = -1074 + std::countr_zero(mantissa);
-    } else {
-        mantissa |= std::uint64_t(1) << 52;
-        lowestBit = binaryExponent - 53 + std::countr_zero(mantissa);
-    }
-    // A value whose lowest bit is 2^-k has exactly k decimals; an integer at most 309 digits.
+    const int biasedExponent = int(bits >> 52);
+    const std::uint64_t mantissa =
+        (bits & ((std::uint64_t(1) << 52) - 1)) | (biasedExponent != 0 ? std::uint64_t(1) << 52 : 0);
+    const int lowestBit = std::max(biasedExponent, 1) - 1075 + std::countr_zero(mantissa);
     const int decimalExponent = int(std::floor(std::log10(magnitude)));
-    const int fractionDigits = lowestBit < 0 ? -lowestBit : 0;
-    const int precision = std::clamp(decimalExponent + fractionDigits + 2, 1, 780);
+    const int exactPrecision = std::clamp(decimalExponent + std::max(-lowestBit, 0) + 2, 1, 780);
 
-    char buffer[800];
-    const auto result =
-        std::to_chars(buffer, buffer + sizeof buffer, magnitude, std::chars_format::scientific, precision);
-    const char *end = result.ptr;
-    const char *e = std::find(static_cast<const char *>(buffer), end, 'e');
-    for (const char *p = buffer; p != e; ++p)
-        if (*p >= '0' && *p <= '9')
-            d.Digits.push_back(*p);
-    int exponent = 0;
-    std::from_chars(e[1] == '+' ? e + 2 : e + 1, end, exponent);
+    // Forty digits decide the first nineteen unless the digits after them are all 0s or all 9s,
+    // where to_chars' own rounding may have carried into them; then take the whole expansion.
+    constexpr int Kept = MaxPrecision + 1;
+    constexpr int Probe = 40;
+    int exponent = ScientificDigits(magnitude, std::min(exactPrecision, Probe), d.Digits);
+    if (exactPrecision > Probe) {
+        const auto tail = std::string_view(d.Digits).substr(Kept);
+        if (tail.find_first_not_of('0') == std::string_view::npos ||
+            tail.find_first_not_of('9') == std::string_view::npos)
+            exponent = ScientificDigits(magnitude, exactPrecision, d.Digits);
+    }
+    if (d.Digits.size() > std::size_t(Kept))
+        d.Digits.resize(Kept);
     d.Exponent = exponent + 1;
     StripTrailingZeros(d);
     return d;
@@ -717,10 +734,17 @@ QString FromQtPattern(const QString &qt, bool time, QChar &separator)
             i += two ? 2 : 1;
             continue;
         } else if (time && u == 't') {
-            // The runtime has no time-zone token: drop it with the blank before it.
+            // The runtime has no time-zone token: drop it with its brackets and blanks.
+            i += run;
+            if (out.endsWith(QLatin1Char('(')) && i < qt.size() && qt[i] == QLatin1Char(')')) {
+                out.chop(1);
+                ++i;
+            }
             while (out.endsWith(QLatin1Char(' ')))
                 out.chop(1);
-            i += run;
+            if (out.isEmpty())
+                while (i < qt.size() && qt[i] == QLatin1Char(' '))
+                    ++i;
             continue;
         } else if (c.isLetter()) {
             out += QLatin1Char('"') + QString(run, c) + QLatin1Char('"');
