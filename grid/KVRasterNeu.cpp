@@ -4,6 +4,8 @@
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
 
+#include <QStringBuilder>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -26,6 +28,7 @@ constexpr int cCommentSlot = cMaxCommentLen + 1;
 // The zero fill of a new data area goes out in large pieces: the piece size leaves no trace in
 // the file, and small pieces would cost one system call each.
 constexpr std::int64_t cZeroFillPiece = 1 << 20;
+constexpr std::int64_t cCachePiece = 4 << 10;
 
 void PutU16(std::uint8_t *p, std::uint16_t v)
 {
@@ -258,6 +261,8 @@ void TRKFile::CloseGridFile()
     if (FOpen)
         FFile.close();
     FOpen = false;
+    FPos = 0;
+    FCache.resize(0);
 }
 
 void TRKFile::CheckOpen() const
@@ -266,17 +271,26 @@ void TRKFile::CheckOpen() const
         throw EInOutError(QStringLiteral("File not open (%1)").arg(FFileName), cErrFileNotOpen);
 }
 
+// The file position is kept here and handed to the OS with the next transfer.
 void TRKFile::SeekTo(std::int64_t Pos)
 {
+    if (Pos < 0)
+        throw EInOutError::FromErrno(EINVAL, FFileName);
+    FPos = Pos;
+}
+
+void TRKFile::SeekFile()
+{
     errno = 0;
-    if (Pos < 0 || !FFile.seek(Pos)) {
+    if (!FFile.seek(FPos)) {
         const int code = errno != 0 ? errno : EINVAL;
         throw EInOutError::FromErrno(code, FFileName);
     }
 }
 
-std::int64_t TRKFile::ReadSome(void *Buffer, std::int64_t Count)
+std::int64_t TRKFile::ReadFile(void *Buffer, std::int64_t Count)
 {
+    SeekFile();
     auto *p = static_cast<char *>(Buffer);
     std::int64_t done = 0;
     while (done < Count) {
@@ -293,14 +307,54 @@ std::int64_t TRKFile::ReadSome(void *Buffer, std::int64_t Count)
     return done;
 }
 
+// Section headers and payloads are small and lie together at the start of the file. The point
+// query reads them all at once, through one cached piece, so that it costs two reads instead
+// of dozens; everything else reads the file directly and sees every change made by others.
+std::int64_t TRKFile::ReadSome(void *Buffer, std::int64_t Count)
+{
+    if (Count <= 0)
+        return 0;
+    if (!FCaching) {
+        const std::int64_t n = ReadFile(Buffer, Count);
+        FPos += n;
+        return n;
+    }
+    const bool inCache = FPos >= FCachePos && FPos + Count <= FCachePos + FCache.size();
+    if (!inCache) {
+        if (Count >= cCachePiece) {
+            const std::int64_t n = ReadFile(Buffer, Count);
+            FPos += n;
+            return n;
+        }
+        FCache.resize(cCachePiece);
+        FCache.resize(ReadFile(FCache.data(), cCachePiece));
+        FCachePos = FPos;
+    }
+    const std::int64_t n = std::min<std::int64_t>(Count, FCachePos + FCache.size() - FPos);
+    std::memcpy(Buffer, FCache.constData() + (FPos - FCachePos), std::size_t(n));
+    FPos += n;
+    return n;
+}
+
 void TRKFile::ReadExact(void *Buffer, std::int64_t Count)
 {
     if (ReadSome(Buffer, Count) < Count)
         throw EInOutError(QStringLiteral("Read beyond end of file (%1)").arg(FFileName), cErrReadBeyondEnd);
 }
 
+// Cells go straight between the file and the caller's buffer.
+void TRKFile::ReadCells(void *Buffer, std::int64_t Count)
+{
+    const std::int64_t n = ReadFile(Buffer, Count);
+    FPos += n;
+    if (n < Count)
+        throw EInOutError(QStringLiteral("Read beyond end of file (%1)").arg(FFileName), cErrReadBeyondEnd);
+}
+
 void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
 {
+    FCache.resize(0);
+    SeekFile();
     const auto *p = static_cast<const char *>(Buffer);
     std::int64_t done = 0;
     while (done < Count) {
@@ -311,6 +365,7 @@ void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
             throw EInOutError::FromErrno(code, FFileName);
         }
         done += n;
+        FPos += n;
     }
 }
 
@@ -711,7 +766,7 @@ void TRKFile::ReadDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCo
     auto *out = static_cast<std::uint8_t *>(Data);
     TrecInfo info;
     SeekKenn(kData, info);
-    const std::int64_t d = FFile.pos();
+    const std::int64_t d = FPos;
     const std::int64_t rows = ClippedCount(Struktur.Rows, Row, NRows);
     const std::int64_t cols = ClippedCount(Struktur.Columns, Col, NCols);
     const std::int64_t rowBytes = std::int64_t(NCols) * s;
@@ -722,12 +777,12 @@ void TRKFile::ReadDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCo
         return;
     if (Col == 1 && NCols == Struktur.Columns) {
         SeekTo(CellPos(d, 1, Row));
-        ReadExact(out, rows * rowBytes);
+        ReadCells(out, rows * rowBytes);
         return;
     }
     for (std::int64_t k = 0; k < rows; ++k) {
         SeekTo(CellPos(d, Col, Row + k));
-        ReadExact(out + k * rowBytes, cols * s);
+        ReadCells(out + k * rowBytes, cols * s);
     }
 }
 
@@ -746,7 +801,7 @@ void TRKFile::WriteDataBlockEx(std::int32_t Col, std::int32_t Row, std::int32_t 
     const auto *in = static_cast<const std::uint8_t *>(Data);
     TrecInfo info;
     SeekKenn(kData, info);
-    const std::int64_t d = FFile.pos();
+    const std::int64_t d = FPos;
     const std::int64_t rows = ClippedCount(Struktur.Rows, Row, NRows);
     const std::int64_t cols = ClippedCount(Struktur.Columns, Col, NCols);
     if (rows <= 0 || cols <= 0)
@@ -765,7 +820,7 @@ void TRKFile::WriteDataBlockEx(std::int32_t Col, std::int32_t Row, std::int32_t 
             WriteExact(src, cols * s);
             continue;
         }
-        std::int64_t pos = FFile.pos();
+        std::int64_t pos = FPos;
         for (std::int64_t c = 0; c < cols; ++c, pos += s) {
             if (rowMask[c]) {
                 SeekTo(pos);
@@ -819,6 +874,16 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
 {
     List.clear();
     const TOpenForCall openForCall(*this);
+    FCache.resize(0);
+    FCaching = true;
+    struct TCacheScope {
+        TRKFile &F;
+        ~TCacheScope()
+        {
+            F.FCaching = false;
+            F.FCache.resize(0);
+        }
+    } cacheScope{*this};
     ReadGridStructure();
     ReadAllNames();
     ReadAllMinMax();
@@ -859,7 +924,7 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
         if (h.Name.isEmpty())
             continue;
         const float v = GetVal(cell.data(), high, 1 + std::int64_t(k - 1) * sizeH, st.TypeH, h.Offset, h.Factor);
-        List.append({h.Name + QStringLiteral(" [") + h.Unit + QStringLiteral("] \t") + ValueText(v),
+        List.append({h.Name % QLatin1String(" [") % h.Unit % QLatin1String("] \t") % ValueText(v),
                      std::int32_t(std::uint32_t(k) << 16)});
     }
     if (!HList.empty())
@@ -874,16 +939,17 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
             QString unit = w1.Unit;
             PrefixUnit(v, unit);
             if (!w1.Name.isEmpty())
-                List.append({w1.Name + QStringLiteral(" [") + unit + QStringLiteral("] \t") + ValueText(v),
+                List.append({w1.Name % QLatin1String(" [") % unit % QLatin1String("] \t") % ValueText(v),
                              std::int32_t(i << 8)});
         }
         for (std::size_t j = 1; j <= W2List.size(); ++j) {
-            const QString label = w1.Name + QLatin1Char('-') + W2List[j - 1]->Name;
+            const QString &w2 = W2List[j - 1]->Name;
             double v = GetVal(cell.data(), high, p + std::int64_t(j - 1) * sizeW2, st.TypeW2, w1.Offset,
                               w1.Factor);
             QString unit = w1.Unit;
             PrefixUnit(v, unit);
-            List.append({label + QStringLiteral(" [") + unit + QStringLiteral("] \t") + ValueText(v),
+            List.append({w1.Name % QLatin1Char('-') % w2 % QLatin1String(" [") % unit % QLatin1String("] \t") %
+                             ValueText(v),
                          std::int32_t((i << 8) + j)});
         }
     }

@@ -191,8 +191,11 @@ protected:
 private:
     void CheckOpen() const;
     void SeekTo(std::int64_t Pos);
+    void SeekFile();
+    std::int64_t ReadFile(void *Buffer, std::int64_t Count);
     std::int64_t ReadSome(void *Buffer, std::int64_t Count);
     void ReadExact(void *Buffer, std::int64_t Count);
+    void ReadCells(void *Buffer, std::int64_t Count);
     void WriteExact(const void *Buffer, std::int64_t Count);
     std::int64_t FileSize() const;
     std::int64_t CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row);
@@ -204,6 +207,11 @@ private:
     bool FOpen = false;
     std::array<std::int64_t, 12> FPositions{};
     std::int64_t FDataSize = 0;
+    std::int64_t FPos = 0;
+    // A piece of the file read ahead for the small section reads; emptied by every write.
+    QByteArray FCache;
+    std::int64_t FCachePos = 0;
+    bool FCaching = false;
 };
 
 // Packs three channel numbers into the tag of a point-query line: H * 65536 + W1 * 256 + W2.
