@@ -8,7 +8,8 @@
 
 #include <vector>
 
-namespace {
+namespace
+{
 
 constexpr int cCols = 2000;
 constexpr int cRows = 2000;

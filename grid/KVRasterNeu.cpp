@@ -13,9 +13,11 @@
 #include <limits>
 #include <stdexcept>
 
-namespace wn {
+namespace wn
+{
 
-namespace {
+namespace
+{
 
 // Runtime error codes for failures that have no OS error behind them.
 constexpr int cErrReadBeyondEnd = 100;
@@ -29,6 +31,8 @@ constexpr int cCommentSlot = cMaxCommentLen + 1;
 // the file, and small pieces would cost one system call each.
 constexpr std::int64_t cZeroFillPiece = 1 << 20;
 constexpr std::int64_t cCachePiece = 4 << 10;
+// No grid of the suite comes near this many W values per node.
+constexpr std::int64_t cMaxQueryLines = 1 << 20;
 
 void PutU16(std::uint8_t *p, std::uint16_t v)
 {
@@ -36,7 +40,10 @@ void PutU16(std::uint8_t *p, std::uint16_t v)
     p[1] = std::uint8_t(v >> 8);
 }
 
-std::uint16_t GetU16(const std::uint8_t *p) { return std::uint16_t(p[0] | (p[1] << 8)); }
+std::uint16_t GetU16(const std::uint8_t *p)
+{
+    return std::uint16_t(p[0] | (p[1] << 8));
+}
 
 void PutU32(std::uint8_t *p, std::uint32_t v)
 {
@@ -153,7 +160,10 @@ TInfoItem *ItemOf(const TInfoList &list, std::int32_t i)
     return list[std::size_t(i - 1)].get();
 }
 
-QString ValueText(double v) { return FloatToStrF(v, ffGeneral, 15, 2); }
+QString ValueText(double v)
+{
+    return FloatToStrF(v, ffGeneral, 15, 2);
+}
 
 // Opens a closed file for the length of one call and closes it again; an open file stays open.
 class TOpenForCall
@@ -240,7 +250,10 @@ void TInfoItem::assign(const TInfoItem &Source)
 
 TRKFile::TRKFile(const QString &FileName) : FFileName(FileName) {}
 
-TRKFile::~TRKFile() { CloseGridFile(); }
+TRKFile::~TRKFile()
+{
+    CloseGridFile();
+}
 
 void TRKFile::OpenGridFile()
 {
@@ -369,7 +382,10 @@ void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
     }
 }
 
-std::int64_t TRKFile::FileSize() const { return FFile.size(); }
+std::int64_t TRKFile::FileSize() const
+{
+    return FFile.size();
+}
 
 bool TRKFile::SeekKenn(TKennung Kennung, TrecInfo &Info)
 {
@@ -654,9 +670,18 @@ void TRKFile::WriteMinMax(TKennung Kennung)
     WriteExact(entries.constData(), entries.size());
 }
 
-void TRKFile::WriteHMinMax() { WriteMinMax(kHMinMax); }
-void TRKFile::WriteW1MinMax() { WriteMinMax(kW1MinMax); }
-void TRKFile::WriteW2MinMax() { WriteMinMax(kW2MinMax); }
+void TRKFile::WriteHMinMax()
+{
+    WriteMinMax(kHMinMax);
+}
+void TRKFile::WriteW1MinMax()
+{
+    WriteMinMax(kW1MinMax);
+}
+void TRKFile::WriteW2MinMax()
+{
+    WriteMinMax(kW2MinMax);
+}
 
 void TRKFile::ReadNames(TKennung Kennung)
 {
@@ -706,15 +731,39 @@ void TRKFile::WriteNames(TKennung Kennung)
     WriteExact(entries.constData(), entries.size());
 }
 
-void TRKFile::WriteHNames() { WriteNames(kHNames); }
-void TRKFile::WriteZNames() { WriteNames(kZNames); }
-void TRKFile::WriteW1Names() { WriteNames(kW1Names); }
-void TRKFile::WriteW2Names() { WriteNames(kW2Names); }
+void TRKFile::WriteHNames()
+{
+    WriteNames(kHNames);
+}
+void TRKFile::WriteZNames()
+{
+    WriteNames(kZNames);
+}
+void TRKFile::WriteW1Names()
+{
+    WriteNames(kW1Names);
+}
+void TRKFile::WriteW2Names()
+{
+    WriteNames(kW2Names);
+}
 
-TInfoItem *TRKFile::GetHInfo(std::int32_t i) const { return ItemOf(HList, i); }
-TInfoItem *TRKFile::GetZInfo(std::int32_t i) const { return ItemOf(ZList, i); }
-TInfoItem *TRKFile::GetW1Info(std::int32_t i) const { return ItemOf(W1List, i); }
-TInfoItem *TRKFile::GetW2Info(std::int32_t i) const { return ItemOf(W2List, i); }
+TInfoItem *TRKFile::GetHInfo(std::int32_t i) const
+{
+    return ItemOf(HList, i);
+}
+TInfoItem *TRKFile::GetZInfo(std::int32_t i) const
+{
+    return ItemOf(ZList, i);
+}
+TInfoItem *TRKFile::GetW1Info(std::int32_t i) const
+{
+    return ItemOf(W1List, i);
+}
+TInfoItem *TRKFile::GetW2Info(std::int32_t i) const
+{
+    return ItemOf(W2List, i);
+}
 
 std::int64_t TRKFile::GetDataSize()
 {
@@ -746,7 +795,8 @@ std::int64_t TRKFile::CellPos(std::int64_t DataStart, std::int64_t Col, std::int
     return std::int64_t(pos);
 }
 
-namespace {
+namespace
+{
 
 // The part of a requested block that lies on the grid: what is left of count items from
 // first (from 1) when only total items exist.
@@ -864,8 +914,8 @@ void PrefixUnit(double &Value, QString &Unit)
         Value *= 0.001;
         e += 3;
     }
-    static const char16_t *const prefixes[] = {u"f", u"p", u"n", u"\u00B5", u"m", u"",
-                                               u"k", u"M", u"G", u"T"};
+    static const char16_t *const prefixes[] = {u"f", u"p", u"n", u"\u00B5", u"m",
+                                               u"",  u"k", u"M", u"G",      u"T"};
     Unit = QString::fromUtf16(prefixes[(e + 15) / 3]) + Unit;
 }
 
@@ -891,6 +941,14 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
     if (s > FileSize())
         throw EInOutError(QStringLiteral("Cell size of %1 bytes exceeds the file (%2)").arg(s).arg(FFileName),
                           cErrReadBeyondEnd);
+    // Every W1 channel lists every W2 channel; a damaged structure could ask for billions.
+    const std::int64_t wLines = std::int64_t(W1List.size()) * std::int64_t(W2List.size() + 1);
+    if (wLines > cMaxQueryLines)
+        throw EInOutError(QStringLiteral("Damaged grid structure: %1 W1 channels of %2 W2 channels (%3)")
+                              .arg(W1List.size())
+                              .arg(W2List.size())
+                              .arg(FFileName),
+                          EINVAL);
     std::vector<std::uint8_t> cell(std::size_t(s), 0);
 
     const auto &st = Struktur;
@@ -923,7 +981,8 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
         const TInfoItem &h = *HList[k - 1];
         if (h.Name.isEmpty())
             continue;
-        const float v = GetVal(cell.data(), high, 1 + std::int64_t(k - 1) * sizeH, st.TypeH, h.Offset, h.Factor);
+        const float v =
+            GetVal(cell.data(), high, 1 + std::int64_t(k - 1) * sizeH, st.TypeH, h.Offset, h.Factor);
         List.append({h.Name % QLatin1String(" [") % h.Unit % QLatin1String("] \t") % ValueText(v),
                      std::int32_t(std::uint32_t(k) << 16)});
     }
@@ -944,12 +1003,12 @@ void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, doub
         }
         for (std::size_t j = 1; j <= W2List.size(); ++j) {
             const QString &w2 = W2List[j - 1]->Name;
-            double v = GetVal(cell.data(), high, p + std::int64_t(j - 1) * sizeW2, st.TypeW2, w1.Offset,
-                              w1.Factor);
+            double v =
+                GetVal(cell.data(), high, p + std::int64_t(j - 1) * sizeW2, st.TypeW2, w1.Offset, w1.Factor);
             QString unit = w1.Unit;
             PrefixUnit(v, unit);
-            List.append({w1.Name % QLatin1Char('-') % w2 % QLatin1String(" [") % unit % QLatin1String("] \t") %
-                             ValueText(v),
+            List.append({w1.Name % QLatin1Char('-') % w2 % QLatin1String(" [") % unit %
+                             QLatin1String("] \t") % ValueText(v),
                          std::int32_t((i << 8) + j)});
         }
     }

@@ -15,7 +15,8 @@
 #include <memory>
 #include <vector>
 
-namespace wn {
+namespace wn
+{
 
 // Section identifiers; the ordinals are the identifier bytes on disk.
 enum TKennung : std::uint8_t {
@@ -157,7 +158,8 @@ public:
     std::int64_t GetDataPos(std::int32_t W1, std::int32_t W2) const;
 
     // Data holds NRows rows of NCols cells, GetDataSize() bytes a cell, without gaps.
-    void ReadDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows, void *Data);
+    void ReadDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows,
+                       void *Data);
     void WriteDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows,
                         const void *Data);
     // Mask holds one flag per requested cell; cells with a false flag keep what the file holds.

@@ -12,7 +12,8 @@
 
 using namespace wn;
 
-namespace {
+namespace
+{
 
 // Exposes the section search for the scanning tests.
 class TProbe : public TRKFile
@@ -26,7 +27,10 @@ public:
     }
 };
 
-QByteArray Hex(const char *hex) { return QByteArray::fromHex(hex); }
+QByteArray Hex(const char *hex)
+{
+    return QByteArray::fromHex(hex);
+}
 
 QByteArray ReadAll(const QString &path)
 {
@@ -103,25 +107,40 @@ TEST_F(RKFileTest, NewFileHasTheExpectedBytes)
     EXPECT_FALSE(f.IsOpen());
 
     QByteArray want;
-    want += Hex("430002");                       // structure header: 67 bytes, id 2
-    want += Hex("0200" "0100" "0100");           // columns, rows, Z levels
-    want += Hex("0000000000005940");             // x origin 100
-    want += Hex("0000000000006940");             // y origin 200
-    want += Hex("0000000000000000");             // z origin
-    want += QByteArray(16, '\0');                // reserved
-    want += Hex("00002041" "0000a040");          // dx 10, dy 5
-    want += QByteArray(4, '\0');                 // reserved
-    want += Hex("0100" "0100" "0100" "010002");  // nW1, nW2, nH, types
+    want += Hex("430002"); // structure header: 67 bytes, id 2
+    want += Hex("0200"
+                "0100"
+                "0100");             // columns, rows, Z levels
+    want += Hex("0000000000005940"); // x origin 100
+    want += Hex("0000000000006940"); // y origin 200
+    want += Hex("0000000000000000"); // z origin
+    want += QByteArray(16, '\0');    // reserved
+    want += Hex("00002041"
+                "0000a040");     // dx 10, dy 5
+    want += QByteArray(4, '\0'); // reserved
+    want += Hex("0100"
+                "0100"
+                "0100"
+                "010002");                                        // nW1, nW2, nH, types
     want += Hex("510001") + Hex("024869") + QByteArray(78, '\0'); // comment "Hi"
-    want += Hex("100004") + Hex("00002042" "00008c42" "00000000" "0000803f");
-    want += Hex("100005") + Hex("0c139a79" "0c139af9" "00000000" "0000803f");
-    want += Hex("100006") + Hex("0c139a79" "0c139af9" "00000000" "0000803f");
+    want += Hex("100004") + Hex("00002042"
+                                "00008c42"
+                                "00000000"
+                                "0000803f");
+    want += Hex("100005") + Hex("0c139a79"
+                                "0c139af9"
+                                "00000000"
+                                "0000803f");
+    want += Hex("100006") + Hex("0c139a79"
+                                "0c139af9"
+                                "00000000"
+                                "0000803f");
     // Name sections: length 256 = 00 01; the Z list's first entry is empty, so no id 8.
     want += Hex("000107") + Hex("044c7c6442") + QByteArray(251, '\0'); // "L|dB"
     want += Hex("000109") + Hex("02517c") + QByteArray(253, '\0');     // "Q|"
     want += Hex("00010a") + Hex("02547c") + QByteArray(253, '\0');     // "T|"
-    want += Hex("020003abcd");                                          // special block
-    want += Hex("00000b") + QByteArray(8, '\0');                        // data: 2 cells of 4
+    want += Hex("020003abcd");                                         // special block
+    want += Hex("00000b") + QByteArray(8, '\0');                       // data: 2 cells of 4
     EXPECT_EQ(ReadAll(path).toHex(), want.toHex());
 }
 
@@ -230,7 +249,7 @@ TEST_F(RKFileTest, MoreThan255NamesWrapTheLengthField)
     const int minMax = 70 + 84;
     EXPECT_EQ(bytes.mid(minMax, 3), Hex("c01204")); // 300 * 16 = 4800
     const int names = minMax + 3 + 4800;
-    EXPECT_EQ(bytes.mid(names, 3), Hex("002c07")); // 76800 wraps to 11264
+    EXPECT_EQ(bytes.mid(names, 3), Hex("002c07"));  // 76800 wraps to 11264
     EXPECT_EQ(bytes.size(), names + 3 + 76800 + 3); // every entry is written, then an empty data area
 
     TProbe r(path);
@@ -427,10 +446,10 @@ TEST_F(RKFileTest, DataSizeAndPositions)
     EXPECT_EQ(f.GetDataPos(1, 0), 9);
     EXPECT_EQ(f.GetDataPos(2, 3), 9 + 8 + 4);
     s.TypeW1 = cwtByte;
-    EXPECT_EQ(f.GetDataPos(2, 1), 9 + 9);   // W2 counted from the start of its group
-    EXPECT_EQ(f.GetDataPos(3, 0), 9 + 2);   // steps over W1 values only
+    EXPECT_EQ(f.GetDataPos(2, 1), 9 + 9); // W2 counted from the start of its group
+    EXPECT_EQ(f.GetDataPos(3, 0), 9 + 2); // steps over W1 values only
     s.ZLevels = 3;
-    EXPECT_EQ(f.GetDataSize(), 33);         // kept from the first call
+    EXPECT_EQ(f.GetDataSize(), 33); // kept from the first call
 
     TRKFile g(Path("unused2.rlk"));
     g.Struktur = s;
@@ -471,10 +490,10 @@ TEST_F(RKFileTest, CalcDimensionRoundsHalvesToEven)
     EXPECT_EQ(f.Struktur.Rows, 1);       // 2.5 -> 2: end 12
 
     f.CalcDimension(25, -6, 35, -2);
-    EXPECT_EQ(f.Struktur.XOrigin, 20.0);  // 2.5 -> 2
-    EXPECT_EQ(f.Struktur.YOrigin, -8.0);  // -1.5 -> -2
-    EXPECT_EQ(f.Struktur.Columns, 3);     // 3.5 -> 4: end 50
-    EXPECT_EQ(f.Struktur.Rows, 3);        // -0.5 -> 0: end 4
+    EXPECT_EQ(f.Struktur.XOrigin, 20.0); // 2.5 -> 2
+    EXPECT_EQ(f.Struktur.YOrigin, -8.0); // -1.5 -> -2
+    EXPECT_EQ(f.Struktur.Columns, 3);    // 3.5 -> 4: end 50
+    EXPECT_EQ(f.Struktur.Rows, 3);       // -0.5 -> 0: end 4
 
     f.Struktur.dx = 1;
     f.CalcDimension(0, 0, 70000, 0);
@@ -567,7 +586,7 @@ protected:
             c[9] = 1;     // W1 1 and its W2 1
             c[11] = 0x2C; // W2 2: 0x2C 0x01 reads 44
             c[12] = 0x01;
-            c[14] = 200;  // W1 2 and its W2 1
+            c[14] = 200; // W1 2 and its W2 1
             c[16] = 7;
         }
         f.WriteDataBlock(1, 1, 4, 3, cells.data());
@@ -602,8 +621,7 @@ TEST_F(PointQueryTest, LinesTagsAndUnitPrefixes)
         texts << l.Text;
         tags << l.Tag;
     }
-    const QString mPa = QStringLiteral("mPa");
-    EXPECT_EQ(texts, QStringList({QStringLiteral("Lday [dB(A)] \t56"), // cell 4 + 2 = 6
+    EXPECT_EQ(texts, QStringList({QStringLiteral("Lday [dB(A)] \t56"), // node 2 * 4 + 3 - 4 = 6
                                   QStringLiteral("Lnight [dB(A)] \t11"), QStringLiteral("-"),
                                   QStringLiteral("Src1 [mPa] \t500"), QStringLiteral("Src1-D [mPa] \t500"),
                                   QStringLiteral("Src1-N [Pa] \t22"), QStringLiteral("-D [kW] \t200"),
@@ -623,7 +641,7 @@ TEST_F(PointQueryTest, SnapsToBorderAndEvenNodes)
     EXPECT_EQ(y, 2003.0);
     EXPECT_EQ(lines.first().Text, QStringLiteral("Lday [dB(A)] \t58")); // column 1, row 3
 
-    x = 1001; // halfway between columns 1 and 2: index 0.5 goes to 0
+    x = 1001;    // halfway between columns 1 and 2: index 0.5 goes to 0
     y = 2002.25; // 1.5 goes to 2
     f.GetValuesOfPt(false, nullptr, x, y, z, lines);
     EXPECT_EQ(x, 1000.0);
@@ -694,8 +712,12 @@ TEST_F(RKFileTest, MinMaxRewrittenInPlace)
     f.WriteMinMax(kHNames); // not a min/max identifier
     f.CloseGridFile();
     const QByteArray bytes = ReadAll(path);
-    EXPECT_EQ(bytes.mid(70 + 84 + 19 * 2, 19).toHex(),
-              Hex("100006" "0000803f" "00002041" "00000000" "0000803f").toHex());
+    EXPECT_EQ(bytes.mid(70 + 84 + 19 * 2, 19).toHex(), Hex("100006"
+                                                           "0000803f"
+                                                           "00002041"
+                                                           "00000000"
+                                                           "0000803f")
+                                                           .toHex());
 }
 
 TEST_F(RKFileTest, SpecialBlockReadAndRewritten)
@@ -783,22 +805,18 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
     // A structure whose cell cannot fit the file.
     const QString huge = Path("huge.rlk");
     {
-        TRKFile f(huge);
-        f.Struktur.Columns = 2;
-        f.Struktur.Rows = 2;
-        f.Struktur.ZLevels = 65535;
-        f.Struktur.nW1 = 65535;
-        f.Struktur.nW2 = 65535;
-        f.Struktur.TypeW2 = cwtSingle;
-        f.Struktur.dx = 1;
-        f.Struktur.dy = 1;
         // Written with a small layout so the file stays small, then patched.
         TRKFile small(huge);
         small.Struktur.Columns = 2;
         small.Struktur.Rows = 2;
         ASSERT_TRUE(small.CreateEmptyGrid(nullptr, 0));
         small.OpenGridFile();
-        small.Struktur = f.Struktur;
+        small.Struktur.ZLevels = 65535;
+        small.Struktur.nW1 = 65535;
+        small.Struktur.nW2 = 65535;
+        small.Struktur.TypeW2 = cwtSingle;
+        small.Struktur.dx = 1;
+        small.Struktur.dy = 1;
         small.WriteGridStructure();
     }
     TRKFile h(huge);
@@ -806,6 +824,34 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
     TTaggedLines lines;
     EXPECT_THROW(h.GetValuesOfPt(false, nullptr, x, y, z, lines), EInOutError);
     EXPECT_FALSE(h.IsOpen());
+
+    // No room for W values in the cell (no Z level): they read as 0, but not billions of them.
+    const QString flat = MakeByteGrid("flat.rlk", 2, 2);
+    {
+        TRKFile patch(flat);
+        patch.OpenGridFile();
+        patch.ReadGridStructure();
+        patch.Struktur.ZLevels = 0;
+        patch.Struktur.nW1 = 2;
+        patch.Struktur.nW2 = 1;
+        patch.Struktur.TypeW2 = cwtSingle;
+        patch.WriteGridStructure();
+    }
+    TRKFile w(flat);
+    w.GetValuesOfPt(false, nullptr, x, y, z, lines);
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines[1].Text, QStringLiteral("- [] \t0"));
+    {
+        TRKFile patch(flat);
+        patch.OpenGridFile();
+        patch.ReadGridStructure();
+        patch.Struktur.nW1 = 65535;
+        patch.Struktur.nW2 = 65535;
+        patch.Struktur.TypeW2 = cwtNone;
+        patch.WriteGridStructure();
+    }
+    TRKFile many(flat);
+    EXPECT_THROW(many.GetValuesOfPt(false, nullptr, x, y, z, lines), EInOutError);
 
     // A data area cut short: the far cell is not there.
     const QString cut = MakeByteGrid("cut.rlk", 10, 10);

@@ -10,7 +10,8 @@
 
 #include <cstring>
 
-namespace {
+namespace
+{
 
 struct TRun {
     int Status;
@@ -37,8 +38,8 @@ protected:
         p.setProcessEnvironment(env);
         p.start(Program(), QStringList{QStringLiteral("grid")} + args);
         EXPECT_TRUE(p.waitForFinished(60000));
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardOutput()),
-                QString::fromUtf8(p.readAllStandardError())};
+        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+                QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
     // The error line of a failed run (the platform may add its own warnings before it).
@@ -166,7 +167,8 @@ TEST_F(WnpackGrid, CreateWritesTheDescribedBytes)
     const TRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
     const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
     const QJsonObject in = QJsonDocument::fromJson(Read(json)).object();
-    for (const char *key : {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "dx", "dy", "nH", "typeH", "comment", "H"})
+    for (const char *key :
+         {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "dx", "dy", "nH", "typeH", "comment", "H"})
         EXPECT_EQ(o.value(key), in.value(key)) << key;
 }
 
@@ -192,7 +194,10 @@ TEST_F(WnpackGrid, SampleDescribesItself)
 
     // Every value of the export lies within the channel's min and max.
     const QString asc = Path("s.asc");
-    ASSERT_EQ(Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.2.3"), asc}).Status, 0);
+    ASSERT_EQ(
+        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.2.3"), asc})
+            .Status,
+        0);
     const QJsonObject w1 = o.value("W1").toArray().at(1).toObject();
     const QList<QByteArray> lines = Read(asc).split('\n');
     ASSERT_GE(lines.size(), 6 + 20);
@@ -224,10 +229,15 @@ TEST_F(WnpackGrid, ErrorsGiveOneLineAndStatusOne)
         {{QStringLiteral("info"), Path("missing.rlk")}, "No such file"},
         {{QStringLiteral("info"), notGrid}, "is not a grid file"},
         {{QStringLiteral("query"), notGrid, QStringLiteral("0"), QStringLiteral("0")}, "is not a grid file"},
-        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H2"), Path("x.asc")}, "out of range"},
-        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.1"), Path("x.asc")}, "out of range"},
-        {{QStringLiteral("export"), truncated, QStringLiteral("--channel"), QStringLiteral("H1"), Path("x.asc")}, "Read beyond end of file"},
-        {{QStringLiteral("query"), truncated, QStringLiteral("14"), QStringLiteral("22")}, "Read beyond end of file"},
+        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H2"), Path("x.asc")},
+         "out of range"},
+        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.1"), Path("x.asc")},
+         "out of range"},
+        {{QStringLiteral("export"), truncated, QStringLiteral("--channel"), QStringLiteral("H1"),
+          Path("x.asc")},
+         "Read beyond end of file"},
+        {{QStringLiteral("query"), truncated, QStringLiteral("14"), QStringLiteral("22")},
+         "Read beyond end of file"},
         {{QStringLiteral("create"), Path("new.rlk"), badJson}, "malformed JSON"},
         {{QStringLiteral("create"), Path("new.rlk"), Path("none.json")}, "No such file"},
         {{QStringLiteral("query"), grid, QStringLiteral("x"), QStringLiteral("0")}, "not a number"},

@@ -11,10 +11,15 @@
 
 #include <cstdio>
 
-namespace wnpack {
-namespace {
+namespace wnpack
+{
+namespace
+{
 
-void Print(const QString &text) { std::fputs(text.toUtf8().constData(), stdout); }
+void Print(const QString &text)
+{
+    std::fputs(text.toUtf8().constData(), stdout);
+}
 
 int RunDemo(const QStringList &)
 {

@@ -20,11 +20,13 @@
 #include <cstring>
 #include <vector>
 
-namespace wnpack {
+namespace wnpack
+{
 
 using namespace wn;
 
-namespace {
+namespace
+{
 
 const char *const cGridUsage =
     "usage: wnpack grid sample OUT [--cols N --rows N]\n"
@@ -37,7 +39,10 @@ const char *const cGridUsage =
 constexpr std::int64_t cMaxCreatedData = std::int64_t(8) << 30;
 constexpr std::int64_t cExportBand = 16 << 20;
 
-QString Num(double v) { return FloatToStr(v); }
+QString Num(double v)
+{
+    return FloatToStr(v);
+}
 
 // ---------------------------------------------------------------------------------------------
 // Opening and checking
@@ -108,7 +113,9 @@ struct TSource {
 
 bool Crosses(TPoint a, TPoint b, TPoint c, TPoint d)
 {
-    const auto side = [](TPoint p, TPoint q, TPoint r) { return (q.X - p.X) * (r.Y - p.Y) - (q.Y - p.Y) * (r.X - p.X); };
+    const auto side = [](TPoint p, TPoint q, TPoint r) {
+        return (q.X - p.X) * (r.Y - p.Y) - (q.Y - p.Y) * (r.X - p.X);
+    };
     return side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0;
 }
 
@@ -254,7 +261,8 @@ void WriteSampleGrid(const QString &fileName, int cols, int rows)
     f.CloseGridFile();
 }
 
-namespace {
+namespace
+{
 
 QString ItemLine(int index, const TInfoItem &item)
 {
@@ -287,16 +295,22 @@ QString GridInfoText(const QString &fileName)
     QString t;
     t += QStringLiteral("File:        %1\n").arg(fileName);
     t += QStringLiteral("Comment:     %1\n").arg(f.Comment);
-    t += QStringLiteral("Nodes:       %1 columns x %2 rows, %3 Z levels\n").arg(s.Columns).arg(s.Rows).arg(s.ZLevels);
-    t += QStringLiteral("Origin:      x %1  y %2  z %3\n").arg(Num(s.XOrigin), Num(s.YOrigin), Num(s.ZOrigin));
+    t += QStringLiteral("Nodes:       %1 columns x %2 rows, %3 Z levels\n")
+             .arg(s.Columns)
+             .arg(s.Rows)
+             .arg(s.ZLevels);
+    t +=
+        QStringLiteral("Origin:      x %1  y %2  z %3\n").arg(Num(s.XOrigin), Num(s.YOrigin), Num(s.ZOrigin));
     t += QStringLiteral("Spacing:     dx %1  dy %2\n").arg(Num(s.dx), Num(s.dy));
     t += QStringLiteral("Extent:      %1 %2 .. %3 %4\n").arg(Num(x0), Num(y0), Num(x1), Num(y1));
     t += QStringLiteral("Cell size:   %1 bytes\n").arg(f.GetDataSize());
     t += QStringLiteral("Value types: H %1, W1 %2, W2 %3\n")
              .arg(QLatin1String(TypeName(s.TypeH)), QLatin1String(TypeName(s.TypeW1)),
                   QLatin1String(TypeName(s.TypeW2)));
-    const std::pair<const char *, const TInfoList *> lists[] = {
-        {"H channels", &f.HList}, {"Z levels", &f.ZList}, {"W1 channels", &f.W1List}, {"W2 channels", &f.W2List}};
+    const std::pair<const char *, const TInfoList *> lists[] = {{"H channels", &f.HList},
+                                                                {"Z levels", &f.ZList},
+                                                                {"W1 channels", &f.W1List},
+                                                                {"W2 channels", &f.W2List}};
     const int counts[] = {s.nH, s.ZLevels, s.nW1, s.nW2};
     for (int l = 0; l < 4; ++l) {
         t += QStringLiteral("%1: %2\n").arg(QLatin1String(lists[l].first)).arg(counts[l]);
@@ -354,12 +368,16 @@ QString GridQueryText(const QString &fileName, double x, double y, bool section,
     return t;
 }
 
-namespace {
+namespace
+{
 
 // ---------------------------------------------------------------------------------------------
 // Building a file from its description
 
-[[noreturn]] void Bad(const QString &what) { throw UsageError(what.toStdString()); }
+[[noreturn]] void Bad(const QString &what)
+{
+    throw UsageError(what.toStdString());
+}
 
 double NumberAt(const QJsonObject &o, const char *key, double fallback)
 {
@@ -403,7 +421,8 @@ void FillItems(TInfoList &list, const QJsonObject &o, const char *key)
         Bad(QStringLiteral("description: \"%1\" must be a list").arg(QLatin1String(key)));
     const QJsonArray a = v.toArray();
     if (a.size() > qsizetype(list.size()))
-        Bad(QStringLiteral("description: \"%1\" lists more entries than the structure counts").arg(QLatin1String(key)));
+        Bad(QStringLiteral("description: \"%1\" lists more entries than the structure counts")
+                .arg(QLatin1String(key)));
     for (qsizetype i = 0; i < a.size(); ++i) {
         if (!a[i].isObject())
             Bad(QStringLiteral("description: entries of \"%1\" must be objects").arg(QLatin1String(key)));
@@ -418,7 +437,10 @@ void FillItems(TInfoList &list, const QJsonObject &o, const char *key)
     }
 }
 
-bool HasItems(const QJsonObject &o, const char *key) { return !o.value(QLatin1String(key)).toArray().isEmpty(); }
+bool HasItems(const QJsonObject &o, const char *key)
+{
+    return !o.value(QLatin1String(key)).toArray().isEmpty();
+}
 
 void CreateGrid(const QString &out, const QString &descriptionFile)
 {
@@ -484,7 +506,8 @@ void CreateGrid(const QString &out, const QString &descriptionFile)
         if (!v.isObject())
             Bad(QStringLiteral("description: entries of \"cells\" must be objects"));
         const QJsonObject c = v.toObject();
-        TCellData d{IntAt(c, "col", 1, std::max<int>(1, s.Columns)), IntAt(c, "row", 1, std::max<int>(1, s.Rows)),
+        TCellData d{IntAt(c, "col", 1, std::max<int>(1, s.Columns)),
+                    IntAt(c, "row", 1, std::max<int>(1, s.Rows)),
                     HexAt(c.value(QLatin1String("hex")), QStringLiteral("the hex of a cell"))};
         if (d.Bytes.isEmpty() || d.Bytes.size() % cell != 0)
             Bad(QStringLiteral("description: the hex of cell %1,%2 must hold a multiple of %3 bytes")
@@ -525,7 +548,10 @@ TChannel ParseChannel(TRKFile &f, const QString &spec)
         return item ? std::pair(item->Offset, item->Factor) : std::pair(0.0f, 1.0f);
     };
     const auto outOfRange = [&](const QString &what, int count) {
-        Bad(QStringLiteral("channel %1 out of range: %2 has %3 %4").arg(spec, f.FileName()).arg(count).arg(what));
+        Bad(QStringLiteral("channel %1 out of range: %2 has %3 %4")
+                .arg(spec, f.FileName())
+                .arg(count)
+                .arg(what));
     };
     if (const auto m = h.match(spec); m.hasMatch()) {
         const int k = m.captured(1).toInt();
@@ -538,8 +564,9 @@ TChannel ParseChannel(TRKFile &f, const QString &spec)
         const int i = m.captured(1).toInt();
         if (i < 1 || i > s.nW1)
             outOfRange(QStringLiteral("W1 channels"), s.nW1);
-        const std::int64_t group = 1 + std::int64_t(s.nH) * WertSizeOf(s.TypeH) +
-                                   std::int64_t(i - 1) * (std::int64_t(s.nW2) * WertSizeOf(s.TypeW2) + WertSizeOf(s.TypeW1));
+        const std::int64_t group =
+            1 + std::int64_t(s.nH) * WertSizeOf(s.TypeH) +
+            std::int64_t(i - 1) * (std::int64_t(s.nW2) * WertSizeOf(s.TypeW2) + WertSizeOf(s.TypeW1));
         // W2 values take the scaling of their W1 channel, as the point query shows them.
         const auto [offset, factor] = scaling(f.GetW1Info(i));
         if (!m.hasCaptured(2))
@@ -609,7 +636,8 @@ void ExportGrid(const QString &fileName, const QString &channel, const QString &
             for (int c = 0; c < s.Columns; ++c) {
                 if (c)
                     line += ' ';
-                line += FloatText(TRKFile::GetVal(row + c * cell, cell - 1, ch.Pos, ch.Type, ch.Offset, ch.Factor));
+                line += FloatText(
+                    TRKFile::GetVal(row + c * cell, cell - 1, ch.Pos, ch.Type, ch.Offset, ch.Factor));
             }
             line += '\n';
             put(line);
@@ -635,7 +663,10 @@ QString TakeOption(QStringList &args, const QString &name)
     return value;
 }
 
-bool TakeFlag(QStringList &args, const QString &name) { return args.removeAll(name) > 0; }
+bool TakeFlag(QStringList &args, const QString &name)
+{
+    return args.removeAll(name) > 0;
+}
 
 double ParseNumber(const QString &text, const char *what)
 {
@@ -664,7 +695,10 @@ void ExpectArgs(const QStringList &args, qsizetype count, const char *usage)
         Bad(QStringLiteral("usage: wnpack grid %1").arg(QLatin1String(usage)));
 }
 
-void Print(const QString &text) { std::fputs(text.toUtf8().constData(), stdout); }
+void Print(const QString &text)
+{
+    std::fputs(text.toUtf8().constData(), stdout);
+}
 
 int RunGrid(const QStringList &arguments)
 {
@@ -720,7 +754,8 @@ int RunGrid(const QStringList &arguments)
     Bad(QStringLiteral("unknown grid command \"%1\" (sample, info, query, create, export)").arg(sub));
 }
 
-const TCommandRegistration registration({"grid", "writes, inspects, queries, builds and exports grid files", RunGrid});
+const TCommandRegistration registration({"grid", "writes, inspects, queries, builds and exports grid files",
+                                         RunGrid});
 
 } // namespace
 } // namespace wnpack
