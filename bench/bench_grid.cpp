@@ -8,8 +8,7 @@
 
 #include <vector>
 
-namespace
-{
+namespace {
 
 constexpr int cCols = 2000;
 constexpr int cRows = 2000;

@@ -13,11 +13,9 @@
 #include <limits>
 #include <stdexcept>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 // Runtime error codes for failures that have no OS error behind them.
 constexpr int cErrReadBeyondEnd = 100;
@@ -592,18 +590,13 @@ TInfoList *TRKFile::ListOf(TKennung Kennung)
 {
     switch (Kennung) {
     case kHMinMax:
-    case kHNames:
-        return &HList;
-    case kZNames:
-        return &ZList;
+    case kHNames: return &HList;
+    case kZNames: return &ZList;
     case kW1MinMax:
-    case kW1Names:
-        return &W1List;
+    case kW1Names: return &W1List;
     case kW2MinMax:
-    case kW2Names:
-        return &W2List;
-    default:
-        return nullptr;
+    case kW2Names: return &W2List;
+    default: return nullptr;
     }
 }
 
@@ -611,18 +604,13 @@ std::uint16_t TRKFile::CountOf(TKennung Kennung) const
 {
     switch (Kennung) {
     case kHMinMax:
-    case kHNames:
-        return Struktur.nH;
-    case kZNames:
-        return Struktur.ZLevels;
+    case kHNames: return Struktur.nH;
+    case kZNames: return Struktur.ZLevels;
     case kW1MinMax:
-    case kW1Names:
-        return Struktur.nW1;
+    case kW1Names: return Struktur.nW1;
     case kW2MinMax:
-    case kW2Names:
-        return Struktur.nW2;
-    default:
-        return 0;
+    case kW2Names: return Struktur.nW2;
+    default: return 0;
     }
 }
 
@@ -795,8 +783,7 @@ std::int64_t TRKFile::CellPos(std::int64_t DataStart, std::int64_t Col, std::int
     return std::int64_t(pos);
 }
 
-namespace
-{
+namespace {
 
 // The part of a requested block that lies on the grid: what is left of count items from
 // first (from 1) when only total items exist.
@@ -891,12 +878,8 @@ float TRKFile::GetVal(const void *Data, std::int64_t High, std::int64_t Pos, std
     switch (WertType) {
     case cwtByte:
     // Only the first byte of the 16-bit slot counts: every reader of these files does so.
-    case cwtSmallInt:
-        stored = p[Pos];
-        break;
-    default:
-        stored = GetSingle(p + Pos);
-        break;
+    case cwtSmallInt: stored = p[Pos]; break;
+    default: stored = GetSingle(p + Pos); break;
     }
     return static_cast<float>(stored * Factor + Offset);
 }

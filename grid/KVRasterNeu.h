@@ -15,8 +15,7 @@
 #include <memory>
 #include <vector>
 
-namespace wn
-{
+namespace wn {
 
 // Section identifiers; the ordinals are the identifier bytes on disk.
 enum TKennung : std::uint8_t {

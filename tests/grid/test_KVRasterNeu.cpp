@@ -12,8 +12,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 // Exposes the section search for the scanning tests.
 class TProbe : public TRKFile

@@ -10,8 +10,7 @@
 
 #include <cstring>
 
-namespace
-{
+namespace {
 
 struct TRun {
     int Status;

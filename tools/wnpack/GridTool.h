@@ -4,8 +4,7 @@
 #include <QJsonObject>
 #include <QString>
 
-namespace wnpack
-{
+namespace wnpack {
 
 // Writes a synthetic noise map (road, rail line, factory and a barrier) of cols x rows nodes.
 void WriteSampleGrid(const QString &fileName, int cols, int rows);

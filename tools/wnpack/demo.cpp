@@ -11,10 +11,8 @@
 
 #include <cstdio>
 
-namespace wnpack
-{
-namespace
-{
+namespace wnpack {
+namespace {
 
 void Print(const QString &text)
 {

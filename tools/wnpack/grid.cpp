@@ -20,13 +20,11 @@
 #include <cstring>
 #include <vector>
 
-namespace wnpack
-{
+namespace wnpack {
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 const char *const cGridUsage =
     "usage: wnpack grid sample OUT [--cols N --rows N]\n"
@@ -261,8 +259,7 @@ void WriteSampleGrid(const QString &fileName, int cols, int rows)
     f.CloseGridFile();
 }
 
-namespace
-{
+namespace {
 
 QString ItemLine(int index, const TInfoItem &item)
 {
@@ -368,8 +365,7 @@ QString GridQueryText(const QString &fileName, double x, double y, bool section,
     return t;
 }
 
-namespace
-{
+namespace {
 
 // ---------------------------------------------------------------------------------------------
 // Building a file from its description
