@@ -292,7 +292,7 @@ QString GridInfoText(const QString &fileName)
     QString t;
     t += QStringLiteral("File:        %1\n").arg(fileName);
     t += QStringLiteral("Comment:     %1\n").arg(f.Comment);
-    t += QStringLiteral("Nodes:       %1 columns x %2 rows, %3 Z levels\n")
+    t += QStringLiteral("Nodes:       %1 columns x %2 rows; Z levels: %3\n")
              .arg(s.Columns)
              .arg(s.Rows)
              .arg(s.ZLevels);
