@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace wn
 {
@@ -116,10 +117,16 @@ TColor TFarbArray::DisplayOf(int Nr) const
 void TFarbArray::UpdateDisplay(int Nr)
 {
     FDisplay[std::size_t(Nr)] = DisplayOf(Nr);
+    const std::size_t i = std::size_t(3 * (Nr - 1));
+    FRed[std::size_t(Nr - 1)] = FColors[i];
+    FGreen[std::size_t(Nr - 1)] = FColors[i + 1];
+    FBlue[std::size_t(Nr - 1)] = FColors[i + 2];
 }
 
 void TFarbArray::UpdateAllDisplay()
 {
+    for (std::size_t n = 0; n < FDisplay.size(); ++n)
+        FDisplay[n] = TColor(n);
     for (int nr = 1; nr <= cFarbCount; ++nr)
         UpdateDisplay(nr);
 }
@@ -217,22 +224,27 @@ void TFarbArray::CalcRGB(int Nr)
 int TFarbArray::GetNearestFarbNr(int R, int G, int B) const
 {
     // The smallest tolerance at which an entry matches is that entry's largest channel
-    // difference, so one pass keeping the first entry with the smallest difference finds what
-    // the search over rising tolerances finds.
-    int best = 0;
-    int bestDistance = 256;
-    for (int nr = 1; nr <= cFarbCount; ++nr) {
-        const std::size_t i = std::size_t(3 * (nr - 1));
-        const int d =
-            std::max({std::abs(R - FColors[i]), std::abs(G - FColors[i + 1]), std::abs(B - FColors[i + 2])});
-        if (d < bestDistance) {
-            bestDistance = d;
-            best = nr;
-            if (d == 0)
-                break;
+    // difference. Ranking the entries by (difference, number) therefore finds what the search
+    // over rising tolerances finds; both go into one key, so a single minimum over the entries
+    // does it, without branches.
+    if (R >= 0 && R <= 255 && G >= 0 && G <= 255 && B >= 0 && B <= 255) {
+        std::int32_t best = std::numeric_limits<std::int32_t>::max();
+        for (std::size_t i = 0; i < std::size_t(cFarbCount); ++i) {
+            const std::int32_t d =
+                std::max({std::abs(R - FRed[i]), std::abs(G - FGreen[i]), std::abs(B - FBlue[i])});
+            best = std::min(best, (d << 8) | std::int32_t(i + 1));
         }
+        return best & 0xFF;
     }
-    return best;
+    // Colours off the byte range may have no entry within the largest tolerance.
+    std::int64_t best = std::numeric_limits<std::int64_t>::max();
+    for (std::size_t i = 0; i < std::size_t(cFarbCount); ++i) {
+        const std::int64_t d =
+            std::max({std::llabs(std::int64_t(R) - FRed[i]), std::llabs(std::int64_t(G) - FGreen[i]),
+                      std::llabs(std::int64_t(B) - FBlue[i])});
+        best = std::min(best, d * 256 + std::int64_t(i + 1));
+    }
+    return best / 256 <= 255 ? int(best % 256) : 0;
 }
 
 void TFarbArray::SetPenColor(int Nr)

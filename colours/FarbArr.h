@@ -49,7 +49,7 @@ public:
     // so it reads a table kept up to date by every change.
     TColor GetRGBFarbe(int Nr) const
     {
-        return unsigned(Nr) - 1u < unsigned(cFarbCount) ? FDisplay[std::size_t(Nr)] : TColor(Nr);
+        return unsigned(Nr) < FDisplay.size() ? FDisplay[std::size_t(Nr)] : TColor(Nr);
     }
     TColor GetFarbe(int Nr) const { return GetRGBFarbe(Nr); }
     // Display colour of a triple under the current intensity and greying.
@@ -126,8 +126,11 @@ private:
     std::int32_t FBlack = 0;
     // Entry n (1..240) at bytes 3(n-1)..3(n-1)+2: red, green, blue; the file's record 70 as is.
     std::array<std::uint8_t, 3 * cFarbCount> FColors{};
-    // Display colours of entries 1..240 (index 0 unused).
-    std::array<TColor, cFarbCount + 1> FDisplay{};
+    // Display colours of entries 1..240, and for 0 and 241..255 the number itself, so that a
+    // map of byte-sized numbers needs no bounds check at all.
+    std::array<TColor, 256> FDisplay{};
+    // The entries' channels side by side, for the nearest-entry search.
+    std::array<std::int32_t, cFarbCount> FRed{}, FGreen{}, FBlue{};
 };
 
 } // namespace wn
