@@ -61,7 +61,8 @@ int RoundEven(double value)
 
 std::uint8_t IntensWith(std::uint8_t C, float Intensity)
 {
-    if (std::fabs(Intensity) < 0.01f)
+    // Compared in double: 1 % is stored as a float just below 0.01 and must count as no change.
+    if (std::fabs(double(Intensity)) < 0.01)
         return C;
     // A float times a byte is exact in double, so the half-way cases round as they should.
     if (Intensity >= 0)
@@ -94,7 +95,7 @@ bool TFarbArray::IsGap(int Nr) const
 TColor TFarbArray::ColorAt(std::uint8_t R, std::uint8_t G, std::uint8_t B, float Intensity) const
 {
     int c[3] = {IntensWith(R, Intensity), IntensWith(G, Intensity), IntensWith(B, Intensity)};
-    if (FGrayed > 0.001f) {
+    if (double(FGrayed) > 0.001) {
         const int m = RoundEven((c[0] + c[1] + c[2]) / 3.0);
         for (int &v : c) {
             if (v <= m)
@@ -318,8 +319,11 @@ void TFarbArray::ImportOldColors(const QString &FileName)
 {
     QFile file(FileName);
     errno = 0;
-    if (!file.open(QIODevice::ReadOnly))
-        throw EInOutError::FromErrno(errno ? errno : EIO, FileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (errno)
+            throw EInOutError::FromErrno(errno, FileName);
+        throw EInOutError(QStringLiteral("%1 (%2)").arg(file.errorString(), FileName), EIO);
+    }
     // Only the first 240 records count, so never read more than they need.
     const QByteArray bytes = file.read(qint64(cOldRecordSize) * cFarbCount);
     const int records = int(bytes.size() / cOldRecordSize);

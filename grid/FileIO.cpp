@@ -73,8 +73,12 @@ void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
     FHeadPending = 0;
     FFile.setFileName(FileName);
     errno = 0;
-    if (!FFile.open(mode))
-        throw EInOutError::FromErrno(errno ? errno : EIO, FileName);
+    if (!FFile.open(mode)) {
+        // Qt refuses some files (directories) itself, without an OS error behind it.
+        if (errno)
+            throw EInOutError::FromErrno(errno, FileName);
+        throw EInOutError(QStringLiteral("%1 (%2)").arg(FFile.errorString(), FileName), EIO);
+    }
 }
 
 bool TFileIO::Open(const QString &FileName)

@@ -338,6 +338,12 @@ TEST_F(FarbArrTest, IntensityBoundsAndRounding)
     EXPECT_EQ(f.Intens(101), 50); // 50.5 goes to the even 50
     f.SetColorIntens(0.9);        // below one hundredth: no change
     EXPECT_EQ(f.Intens(100), 100);
+    f.SetColorIntens(1); // stored as a float just below 0.01, still no change
+    EXPECT_EQ(f.Intens(100), 100);
+    f.SetColorIntens(1.01);
+    EXPECT_EQ(f.Intens(100), 102); // 101.5655
+    f.SetColorIntens(-1.01);
+    EXPECT_EQ(f.Intens(100), 99); // 98.99
     f.SetColorIntens(100.001);
     EXPECT_EQ(f.Intens(0), 255);
     f.SetColorIntens(-100.001);

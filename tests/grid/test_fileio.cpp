@@ -154,6 +154,7 @@ TEST_F(FileIOTest, OpeningAMissingFileThrowsAndReopeningClearsTheError)
     TFileIO io;
     EXPECT_THROW(io.Open(Path("missing")), EInOutError);
     EXPECT_THROW(io.Make(Path("no/such/dir/file")), EInOutError);
+    EXPECT_THROW(io.Open(Dir.path()), EInOutError);
     QString comment;
     std::int32_t version;
     EXPECT_THROW(io.OpenHeader(Path("missing"), comment, version), EInOutError);
