@@ -85,26 +85,32 @@ void BM_Nearest_LiteralSearchBaseline(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * cColourCount);
 }
 
-const std::vector<std::uint8_t> &Map()
+// Maps of palette numbers as hosts keep them: one byte per cell, or one Integer per cell.
+template <typename T> const std::vector<T> &Map()
 {
-    static const std::vector<std::uint8_t> map = [] {
+    static const std::vector<T> map = [] {
         std::mt19937 rng(2);
-        std::vector<std::uint8_t> v(std::size_t(cMapSide) * cMapSide);
+        std::vector<T> v(std::size_t(cMapSide) * cMapSide);
         for (auto &n : v)
-            n = std::uint8_t(1 + rng() % cFarbCount);
+            n = T(1 + rng() % cFarbCount);
         return v;
     }();
     return map;
 }
 
-void BM_Display_GetRGBFarbe(benchmark::State &state)
+void SetAdjustments(TFarbArray &f)
 {
-    TFarbArray f;
     f.InitFarben();
     f.SetColorIntens(30);
     f.SetGrayed(40);
     f.SetBlack(20);
-    const auto &map = Map();
+}
+
+template <typename T> void BM_Display_GetRGBFarbe(benchmark::State &state)
+{
+    TFarbArray f;
+    SetAdjustments(f);
+    const auto &map = Map<T>();
     std::vector<TColor> out(map.size());
     for (auto _ : state) {
         for (std::size_t i = 0; i < map.size(); ++i)
@@ -115,21 +121,18 @@ void BM_Display_GetRGBFarbe(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * std::int64_t(map.size()));
 }
 
-void BM_Display_PlainArrayBaseline(benchmark::State &state)
+template <typename T> void BM_Display_PlainArrayBaseline(benchmark::State &state)
 {
     TFarbArray f;
-    f.InitFarben();
-    f.SetColorIntens(30);
-    f.SetGrayed(40);
-    f.SetBlack(20);
+    SetAdjustments(f);
     std::array<TColor, cFarbCount + 1> plain{};
     for (int nr = 1; nr <= cFarbCount; ++nr)
         plain[std::size_t(nr)] = f.GetRGBFarbe(nr);
-    const auto &map = Map();
+    const auto &map = Map<T>();
     std::vector<TColor> out(map.size());
     for (auto _ : state) {
         for (std::size_t i = 0; i < map.size(); ++i)
-            out[i] = plain[map[i]];
+            out[i] = plain[std::size_t(map[i])];
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
@@ -140,7 +143,9 @@ void BM_Display_PlainArrayBaseline(benchmark::State &state)
 
 BENCHMARK(BM_Nearest_OnePass)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Nearest_LiteralSearchBaseline)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(BM_Display_GetRGBFarbe)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Display_PlainArrayBaseline)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Display_GetRGBFarbe<std::uint8_t>)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Display_PlainArrayBaseline<std::uint8_t>)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Display_GetRGBFarbe<std::int32_t>)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Display_PlainArrayBaseline<std::int32_t>)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();
