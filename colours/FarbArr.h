@@ -49,7 +49,9 @@ public:
     // so it reads a table kept up to date by every change.
     TColor GetRGBFarbe(int Nr) const
     {
-        return unsigned(Nr) < FDisplay.size() ? FDisplay[std::size_t(Nr)] : TColor(Nr);
+        // Written without a branch: a map of Integers costs a mask, not a jump per cell.
+        const TColor outside = TColor(0) - TColor(unsigned(Nr) >= FDisplay.size());
+        return (FDisplay[std::size_t(Nr) & 0xFF] & ~outside) | (TColor(Nr) & outside);
     }
     TColor GetFarbe(int Nr) const { return GetRGBFarbe(Nr); }
     // Display colour of a triple under the current intensity and greying.
