@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <random>
 
 using namespace wn;
@@ -320,6 +321,8 @@ TEST_F(FarbArrTest, EntriesAndNumbersOutsideThePalette)
     EXPECT_EQ(c, (Rgb{1, 2, 3}));
     EXPECT_EQ(f->GetRGBFarbe(0), 0u);
     EXPECT_EQ(f->GetRGBFarbe(300), 300u);
+    for (int nr : {241, 255, 256, 65536 + 5, -255, std::numeric_limits<int>::min()})
+        EXPECT_EQ(f->GetRGBFarbe(nr), TColor(nr)) << nr;
     EXPECT_EQ(f->GetFarbe(-1), TColor(-1));
     f->SetRGB(240, 10, 20, 30);
     EXPECT_EQ(f->GetFarbe(240), 10u + 20u * 256 + 30u * 65536);
