@@ -11,8 +11,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 constexpr int cColourCount = 1000000;
 constexpr int cMapSide = 4096;

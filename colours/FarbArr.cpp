@@ -15,11 +15,9 @@
 #include <cstdlib>
 #include <limits>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 constexpr int cOldRecordSize = 6;
 // The runtime's input/output error number for a write that could not be completed.

@@ -19,8 +19,7 @@
 
 class QPainter;
 
-namespace wn
-{
+namespace wn {
 
 class TFileIO;
 

@@ -10,11 +10,9 @@
 #include <cerrno>
 #include <limits>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 constexpr std::int64_t cSkipPiece = 1000;
 constexpr std::uint16_t cLongHeadLen = 6;

@@ -16,8 +16,7 @@
 
 #include <cstdint>
 
-namespace wn
-{
+namespace wn {
 
 // Reserved record identifiers.
 constexpr std::uint16_t cFileIOHeaderID = 33;

@@ -15,8 +15,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 struct Rgb {
     std::uint8_t r, g, b;

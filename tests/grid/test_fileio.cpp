@@ -10,8 +10,7 @@
 
 using namespace wn;
 
-namespace
-{
+namespace {
 
 QByteArray Bytes(std::initializer_list<int> values)
 {

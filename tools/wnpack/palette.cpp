@@ -13,10 +13,8 @@
 #include <memory>
 #include <stdexcept>
 
-namespace wnpack
-{
-namespace
-{
+namespace wnpack {
+namespace {
 
 const char *const cPaletteUsage = "usage: wnpack palette default OUT | show FILE | import PLOTFARB OUT | "
                                   "nearest FILE R G B | render FILE OUT.png";
