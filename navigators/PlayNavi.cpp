@@ -155,8 +155,11 @@ void TPlayButtons::ApplySizeRule()
     const int count = VisibleButtonCount();
     FButtonWidth = PlayButtonWidth(width(), count);
     const QSize wanted = PlayAdjustedSize(size(), count, FMinBtnWidth, FMinHeight);
-    if (wanted != size())
+    if (wanted != size()) {
         resize(wanted);
+        // The size event of a widget that is about to be shown is not delivered again.
+        FButtonWidth = PlayButtonWidth(width(), count);
+    }
 }
 
 void TPlayButtons::resizeEvent(QResizeEvent *event)
