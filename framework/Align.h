@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-namespace wn {
+namespace wn
+{
 
 enum TAlign : std::uint8_t { alNone, alTop, alBottom, alLeft, alRight, alClient, alCustom };
 

@@ -3,7 +3,8 @@
 #include <QPainter>
 #include <QRect>
 
-namespace wn {
+namespace wn
+{
 
 QImage LoadBitmap(const QString &name)
 {

@@ -6,7 +6,8 @@
 #include <QMouseEvent>
 #include <QPainter>
 
-namespace wn {
+namespace wn
+{
 
 TSpeedButton::TSpeedButton(QWidget *parent) : QToolButton(parent)
 {
@@ -46,8 +47,8 @@ void TSpeedButton::SplitGlyph()
     for (int i = 0; i < qMin(FNumGlyphs, 3); ++i)
         FPictures[i] = glyph.copy(i * width, 0, width, glyph.height());
     if (FNumGlyphs < 2)
-        FPictures[bsDisabled] = EngravedGlyph(FPictures[bsUp], ColorToQColor(clBtnShadow),
-                                              ColorToQColor(clBtnHighlight));
+        FPictures[bsDisabled] =
+            EngravedGlyph(FPictures[bsUp], ColorToQColor(clBtnShadow), ColorToQColor(clBtnHighlight));
 }
 
 TSpeedButton::TButtonState TSpeedButton::State() const

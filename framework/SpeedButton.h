@@ -9,7 +9,8 @@
 #include <cstdint>
 #include <functional>
 
-namespace wn {
+namespace wn
+{
 
 class TSpeedButton : public QToolButton
 {

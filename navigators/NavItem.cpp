@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-namespace wn {
+namespace wn
+{
 
 TItemNavigator::TItemNavigator(QWidget *parent) : TNavigator(parent)
 {

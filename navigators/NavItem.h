@@ -8,7 +8,8 @@
 
 #include <cstdint>
 
-namespace wn {
+namespace wn
+{
 
 class TItemNavigator : public TNavigator
 {

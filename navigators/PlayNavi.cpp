@@ -9,12 +9,14 @@
 
 #include <algorithm>
 
-namespace wn {
+namespace wn
+{
 
-namespace {
+namespace
+{
 
 const char *const GlyphPrefixes[3] = {"EN", "DI", "CL"};
-const char *const ButtonNames[MPButtonCount] = {"MPPLAY", "MPPAUSE", "MPSTOP",  "MPNEXT", "MPPREV",
+const char *const ButtonNames[MPButtonCount] = {"MPPLAY", "MPPAUSE", "MPSTOP",   "MPNEXT", "MPPREV",
                                                 "MPSTEP", "MPBACK",  "MPRECORD", "MPEJECT"};
 
 } // namespace
@@ -58,8 +60,8 @@ void TPlayButtons::LoadBitmaps()
     int maxWidth = 0, maxHeight = 0;
     for (int b = 0; b < MPButtonCount; ++b)
         for (int g = 0; g < 3; ++g) {
-            const QImage bitmap = LoadBitmap(QStringLiteral("%1_%2").arg(QLatin1String(GlyphPrefixes[g]),
-                                                                         QLatin1String(ButtonNames[b])));
+            const QImage bitmap = LoadBitmap(
+                QStringLiteral("%1_%2").arg(QLatin1String(GlyphPrefixes[g]), QLatin1String(ButtonNames[b])));
             FButtons[b].Bitmaps[g] = WithTransparentColor(bitmap, ColorToQColor(clOlive));
             maxWidth = std::max(maxWidth, bitmap.width());
             maxHeight = std::max(maxHeight, bitmap.height());
@@ -173,7 +175,7 @@ void TPlayButtons::paintEvent(QPaintEvent *)
     QPainter p(this);
     const QPalette &pal = palette();
     p.setPen(ColorToQColor(clWindowFrame, pal));
-    p.setBrush(Qt::NoBrush);
+    p.setBrush(ColorToQColor(clBtnFace, pal));
     p.drawRect(0, 0, width() - 1, height() - 1);
     int x = 0;
     for (int b = 0; b < MPButtonCount; ++b) {

@@ -8,12 +8,14 @@
 
 #include <algorithm>
 
-namespace wn {
+namespace wn
+{
 
-namespace {
+namespace
+{
 
-const char *const GlyphWords[NavButtonCount] = {"FIRST", "JPRIOR", "PRIOR",  "NEXT", "JNext",   "LAST",
-                                                "INSERT", "DELETE", "EDIT", "POST", "CANCEL", "REFRESH"};
+const char *const GlyphWords[NavButtonCount] = {"FIRST",  "JPRIOR", "PRIOR", "NEXT", "JNext",  "LAST",
+                                                "INSERT", "DELETE", "EDIT",  "POST", "CANCEL", "REFRESH"};
 
 int VisibleCount(TButtonSet visible)
 {

@@ -19,11 +19,22 @@
 #include <cstdint>
 #include <functional>
 
-namespace wn {
+namespace wn
+{
 
 enum TNavigateBtn : std::uint8_t {
-    nbFirst, nbJumpPrior, nbPrior, nbNext, nbJumpNext, nbLast,
-    nbInsert, nbDelete, nbEdit, nbPost, nbCancel, nbRefresh
+    nbFirst,
+    nbJumpPrior,
+    nbPrior,
+    nbNext,
+    nbJumpNext,
+    nbLast,
+    nbInsert,
+    nbDelete,
+    nbEdit,
+    nbPost,
+    nbCancel,
+    nbRefresh
 };
 using TButtonSet = TSet<TNavigateBtn>;
 constexpr int NavButtonCount = 12;
@@ -36,8 +47,8 @@ using TNavButtonStyle = TSet<TNavButtonStyleFlag>;
 using ENavClick = std::function<void(QObject *Sender, TNavigateBtn Button)>;
 
 // All buttons but the two jump buttons.
-constexpr TButtonSet NavDefaultButtons{nbFirst, nbPrior, nbNext, nbLast, nbInsert,
-                                       nbDelete, nbEdit, nbPost, nbCancel, nbRefresh};
+constexpr TButtonSet NavDefaultButtons{nbFirst,  nbPrior, nbNext, nbLast,   nbInsert,
+                                       nbDelete, nbEdit,  nbPost, nbCancel, nbRefresh};
 
 // The bar's size rule. W and H grow to hold the visible buttons (at least minButton each, one
 // when none is visible); without alignment W snaps to a multiple of their count, with it the

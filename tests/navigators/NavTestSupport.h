@@ -13,11 +13,11 @@
 
 #include <memory>
 
-namespace wn::test {
+namespace wn::test
+{
 
 // A form holding one control, shown and active so that the control can take the focus.
-template <typename T>
-struct THostedControl {
+template <typename T> struct THostedControl {
     std::unique_ptr<QWidget> Form = std::make_unique<QWidget>();
     T *Control = nullptr;
 
@@ -54,7 +54,8 @@ inline int CountPixels(const QImage &image, const QRect &area, QRgb colour)
     return n;
 }
 
-inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos, Qt::MouseButton button, Qt::MouseButtons held)
+inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos, Qt::MouseButton button,
+                      Qt::MouseButtons held)
 {
     QMouseEvent event(type, QPointF(pos), QPointF(w.mapToGlobal(pos)), button, held, Qt::NoModifier);
     QApplication::sendEvent(&w, &event);

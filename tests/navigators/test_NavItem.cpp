@@ -10,7 +10,8 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace {
+namespace
+{
 
 TButtonSet EnabledButtons(const TItemNavigator &nav)
 {
@@ -119,8 +120,8 @@ TEST(ItemNavigator, ButtonsFollowThePosition)
     }
     // By hand for one case: 5 items at 1 with a step of 2.
     WithItems(nav, 5, 1);
-    EXPECT_EQ(EnabledButtons(nav), (TButtonSet{nbFirst, nbPrior, nbNext, nbLast, nbJumpNext, nbInsert, nbDelete,
-                                                nbEdit, nbRefresh}));
+    EXPECT_EQ(EnabledButtons(nav), (TButtonSet{nbFirst, nbPrior, nbNext, nbLast, nbJumpNext, nbInsert,
+                                               nbDelete, nbEdit, nbRefresh}));
 }
 
 TEST(ItemNavigator, JumpStepIsChosenOnceFromTheCount)
@@ -258,7 +259,7 @@ TEST(ItemNavigator, OwnerSeesOldPositionBeforeAndNewAfter)
     QTest::mouseClick(nav.Buttons(nbDelete), Qt::LeftButton);
     QTest::mouseClick(nav.Buttons(nbFirst), Qt::LeftButton);
     EXPECT_EQ(log, (QStringList{"before 3 at 2 of 4", "after 3 at 3 of 4", "before 7 at 3 of 4",
-                                         "after 7 at 2 of 3", "before 0 at 2 of 3", "after 0 at 0 of 3"}));
+                                "after 7 at 2 of 3", "before 0 at 2 of 3", "after 0 at 0 of 3"}));
 
     // At the first item the move-back buttons are off and cannot be clicked.
     log.clear();

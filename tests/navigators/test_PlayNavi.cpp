@@ -11,7 +11,8 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace {
+namespace
+{
 
 using TPlaySet = TPlayButtons::TButtonSet;
 const std::array<bool, MPButtonCount> AllVisible{true, true, true, true, true, true, true, true, true};
@@ -71,8 +72,8 @@ TEST(PlayGlyphs, TwentySevenBitmapsWithTheLargestTwentyOneBySixteen)
 {
     int maxWidth = 0, maxHeight = 0;
     for (const char *prefix : {"EN", "DI", "CL"})
-        for (const char *name : {"MPPLAY", "MPPAUSE", "MPSTOP", "MPNEXT", "MPPREV", "MPSTEP", "MPBACK",
-                                 "MPRECORD", "MPEJECT"}) {
+        for (const char *name :
+             {"MPPLAY", "MPPAUSE", "MPSTOP", "MPNEXT", "MPPREV", "MPSTEP", "MPBACK", "MPRECORD", "MPEJECT"}) {
             const QImage bitmap = LoadBitmap(QString("%1_%2").arg(prefix, name));
             ASSERT_FALSE(bitmap.isNull()) << prefix << "_" << name;
             maxWidth = std::max(maxWidth, bitmap.width());

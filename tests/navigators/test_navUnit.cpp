@@ -11,7 +11,8 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace {
+namespace
+{
 
 const QPoint MinButton{20, 18};
 const TButtonSet AllNavButtons = TButtonSet::FromBits(0xFFF);
@@ -57,7 +58,8 @@ TEST(NavLayout, AlignedRemainderIsSpreadFromHalfACountIn)
     // button, beginning with the second, one pixel more.
     const TNavLayout layout = NavLayout(255, 25, NavDefaultButtons, true, MinButton, QSize(255, 25));
     EXPECT_EQ(layout.Width, 255);
-    EXPECT_EQ(VisibleWidths(layout, NavDefaultButtons), (std::vector<int>{25, 26, 25, 26, 25, 26, 25, 26, 25, 26}));
+    EXPECT_EQ(VisibleWidths(layout, NavDefaultButtons),
+              (std::vector<int>{25, 26, 25, 26, 25, 26, 25, 26, 25, 26}));
     EXPECT_EQ(layout.Buttons[nbRefresh].right(), 254);
     EXPECT_EQ(layout.Buttons[nbJumpPrior].left(), 256);
 

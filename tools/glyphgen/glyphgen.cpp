@@ -19,7 +19,8 @@
 #include <functional>
 #include <vector>
 
-namespace {
+namespace
+{
 
 // Olive marks the transparent pixels; the bottom-left pixel of every picture stays background,
 // which is where a speed button takes its transparent colour from.
@@ -338,12 +339,18 @@ int main(int argc, char **argv)
         Mask Shape;
     };
     const NavPicture nav[] = {
-        {"N_FIRST", NavFirst()},          {"N_JPRIOR", NavJumpPrior()},
-        {"N_PRIOR", NavPrior()},          {"N_NEXT", NavPrior().Mirrored()},
-        {"N_JNEXT", NavJumpPrior().Mirrored()}, {"N_LAST", NavFirst().Mirrored()},
-        {"N_INSERT", NavInsert()},        {"N_DELETE", NavDelete()},
-        {"N_EDIT", NavEdit()},            {"N_POST", NavPost()},
-        {"N_CANCEL", NavCancel()},        {"N_REFRESH", NavRefresh()},
+        {"N_FIRST", NavFirst()},
+        {"N_JPRIOR", NavJumpPrior()},
+        {"N_PRIOR", NavPrior()},
+        {"N_NEXT", NavPrior().Mirrored()},
+        {"N_JNEXT", NavJumpPrior().Mirrored()},
+        {"N_LAST", NavFirst().Mirrored()},
+        {"N_INSERT", NavInsert()},
+        {"N_DELETE", NavDelete()},
+        {"N_EDIT", NavEdit()},
+        {"N_POST", NavPost()},
+        {"N_CANCEL", NavCancel()},
+        {"N_REFRESH", NavRefresh()},
     };
     for (const NavPicture &p : nav) {
         QImage img = Blank(2 * p.Shape.W, NavH);
@@ -359,14 +366,10 @@ int main(int argc, char **argv)
     };
     const QRgb blue = qRgb(0, 64, 224);
     const PlayPicture play[] = {
-        {"MPPLAY", PlayPlay(), qRgb(0, 176, 0)},
-        {"MPPAUSE", PlayPause(), qRgb(255, 200, 0)},
-        {"MPSTOP", PlayStop(), qRgb(208, 0, 0)},
-        {"MPNEXT", PlayNext(), blue},
-        {"MPPREV", PlayNext().Mirrored(), blue},
-        {"MPSTEP", PlayStep(), blue},
-        {"MPBACK", PlayStep().Mirrored(), blue},
-        {"MPRECORD", PlayRecord(), qRgb(255, 0, 0)},
+        {"MPPLAY", PlayPlay(), qRgb(0, 176, 0)},     {"MPPAUSE", PlayPause(), qRgb(255, 200, 0)},
+        {"MPSTOP", PlayStop(), qRgb(208, 0, 0)},     {"MPNEXT", PlayNext(), blue},
+        {"MPPREV", PlayNext().Mirrored(), blue},     {"MPSTEP", PlayStep(), blue},
+        {"MPBACK", PlayStep().Mirrored(), blue},     {"MPRECORD", PlayRecord(), qRgb(255, 0, 0)},
         {"MPEJECT", PlayEject(), qRgb(0, 160, 160)},
     };
     for (const PlayPicture &p : play) {
