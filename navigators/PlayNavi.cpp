@@ -164,6 +164,13 @@ void TPlayButtons::ApplySizeRule()
     }
 }
 
+// Sizes set while loading were taken as they came; the bar snaps to whole buttons once loaded.
+void TPlayButtons::Loaded()
+{
+    ApplySizeRule();
+    update();
+}
+
 void TPlayButtons::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);

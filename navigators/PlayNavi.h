@@ -85,6 +85,7 @@ public:
     EMPNotify OnClick;
 
 protected:
+    void Loaded() override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;

@@ -126,6 +126,9 @@ TEST(PlayButtons, HidingButtonsKeepsTheButtonWidth)
     bar.SetVisible(TPlayButtons::AllButtons);
     EXPECT_EQ(bar.width(), 29);
     EXPECT_EQ(bar.ButtonWidth(), 4);
+    bar.EndLoading();
+    EXPECT_EQ(bar.width(), 253);
+    EXPECT_EQ(bar.ButtonWidth(), 29);
 }
 
 TEST(PlayButtons, PressAndReleaseInsideClicks)

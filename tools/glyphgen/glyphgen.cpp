@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <numbers>
 #include <vector>
 
 namespace
@@ -196,7 +197,7 @@ Mask NavRefresh()
     const double cx = 6.5, cy = 6.5;
     m.Where([&](double x, double y) {
         const double r = std::hypot(x - cx, y - cy);
-        const double a = std::atan2(cy - y, x - cx) * 180.0 / M_PI;
+        const double a = std::atan2(cy - y, x - cx) * 180.0 / std::numbers::pi;
         return r >= 3.0 && r <= 4.6 && !(a > 10 && a < 80);
     });
     for (int i = 0; i <= 3; ++i)
