@@ -104,6 +104,11 @@ TEST(Navigator, CreatedWithDefaultsAndSnappedSize)
     const QMetaObject *meta = nav.metaObject();
     for (const char *name : {"VisibleButtons", "Align", "Enabled", "Hints", "ConfirmDelete", "TabStop"})
         EXPECT_GE(meta->indexOfProperty(name), 0) << name;
+    // The form reader sets the button set through the property system.
+    EXPECT_TRUE(nav.setProperty("VisibleButtons", QVariant::fromValue(TButtonSet{nbFirst, nbLast})));
+    EXPECT_EQ(nav.VisibleButtons(), (TButtonSet{nbFirst, nbLast}));
+    EXPECT_FALSE(nav.Buttons(nbPrior)->isVisibleTo(&nav));
+    EXPECT_EQ(nav.property("VisibleButtons").value<TButtonSet>(), (TButtonSet{nbFirst, nbLast}));
 }
 
 TEST(Navigator, SizeRuleThroughTheWidget)
@@ -236,6 +241,23 @@ TEST(Navigator, ArrowsMoveTheFocusAndStopAtTheEnds)
     for (int i = 0; i < 4; ++i)
         QTest::keyClick(&nav, Qt::Key_Left);
     EXPECT_EQ(nav.FocusedButton(), nbFirst);
+}
+
+TEST(Navigator, TabKeyReachesTheBarOnlyWithTabStop)
+{
+    THostedControl<TNavigator> host;
+    TNavigator &nav = *host.Control;
+    auto *before = new QWidget(host.Form.get());
+    before->setFocusPolicy(Qt::StrongFocus);
+    before->show();
+    before->setFocus();
+    QWidget::setTabOrder(before, &nav);
+    QTest::keyClick(before, Qt::Key_Tab);
+    EXPECT_FALSE(nav.hasFocus());
+    nav.SetTabStop(true);
+    before->setFocus();
+    QTest::keyClick(before, Qt::Key_Tab);
+    EXPECT_TRUE(nav.hasFocus());
 }
 
 TEST(Navigator, ClickWithoutTabStopLeavesTheFocusAlone)
