@@ -44,7 +44,6 @@ public:
     using TButtonSet = TSet<TMPBtnType>;
     static constexpr TButtonSet AllButtons = TButtonSet::FromBits(0x1FF);
 
-private:
     // Default AllButtons for all three.
     Q_PROPERTY(wn::TPlayButtons::TButtonSet ColoredButtons READ ColoredButtons WRITE SetColored)
     Q_PROPERTY(wn::TPlayButtons::TButtonSet EnabledButtons READ EnabledButtons WRITE SetEnabledButtons)
@@ -54,7 +53,6 @@ private:
     // Default true.
     Q_PROPERTY(bool TabStop READ TabStop WRITE SetTabStop)
 
-public:
     explicit TPlayButtons(QWidget *parent = nullptr);
 
     TButtonSet ColoredButtons() const { return FColoredButtons; }

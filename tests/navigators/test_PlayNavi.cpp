@@ -100,6 +100,9 @@ TEST(PlayButtons, NewBarGrowsToTheMinimumAndStaysThere)
     EXPECT_EQ(bar.ColoredButtons().Bits(), 0x1FFu);
     for (const char *name : {"ColoredButtons", "EnabledButtons", "VisibleButtons", "Enabled", "TabStop"})
         EXPECT_GE(bar.metaObject()->indexOfProperty(name), 0) << name;
+    EXPECT_TRUE(bar.setProperty("EnabledButtons", QVariant::fromValue(TPlaySet{pnPlay, pnStop})));
+    EXPECT_EQ(bar.GlyphKind(pnPause), mgDisabled);
+    EXPECT_EQ(bar.GlyphKind(pnStop), mgColored);
 
     bar.resize(300, 10);
     EXPECT_EQ(bar.size(), QSize(298, 20));
