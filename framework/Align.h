@@ -4,8 +4,7 @@
 
 #include <cstdint>
 
-namespace wn
-{
+namespace wn {
 
 enum TAlign : std::uint8_t { alNone, alTop, alBottom, alLeft, alRight, alClient, alCustom };
 

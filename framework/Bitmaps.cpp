@@ -3,8 +3,7 @@
 #include <QPainter>
 #include <QRect>
 
-namespace wn
-{
+namespace wn {
 
 QImage LoadBitmap(const QString &name)
 {

@@ -9,8 +9,7 @@
 class QPainter;
 class QRect;
 
-namespace wn
-{
+namespace wn {
 
 // The bitmap resource `name` of the package (":/bitmaps/<NAME>.png"); resource names are not
 // case-sensitive. A null image when there is none.

@@ -6,8 +6,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 
-namespace wn
-{
+namespace wn {
 
 TSpeedButton::TSpeedButton(QWidget *parent) : QToolButton(parent)
 {

@@ -9,8 +9,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace wn
-{
+namespace wn {
 
 class TSpeedButton : public QToolButton
 {

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace wn
-{
+namespace wn {
 
 TItemNavigator::TItemNavigator(QWidget *parent) : TNavigator(parent)
 {
@@ -92,9 +91,7 @@ void TItemNavigator::BtnClick(TNavigateBtn Index)
     if (!Designing() && OnBeforeOnClick)
         OnBeforeOnClick(this, Index);
     switch (Index) {
-    case nbFirst:
-        SetItemIndex(0);
-        break;
+    case nbFirst: SetItemIndex(0); break;
     case nbJumpPrior:
         if (FJumpCount >= 1 && FJumpCount <= FItemIndex)
             SetItemIndex(FItemIndex - FJumpCount);
@@ -111,9 +108,7 @@ void TItemNavigator::BtnClick(TNavigateBtn Index)
         if (FJumpCount > 0 && FItemsCount - FJumpCount > FItemIndex)
             SetItemIndex(FItemIndex + FJumpCount);
         break;
-    case nbLast:
-        SetItemIndex(FItemsCount - 1);
-        break;
+    case nbLast: SetItemIndex(FItemsCount - 1); break;
     case nbInsert: {
         SetItemsCount(FItemsCount + 1);
         const std::int32_t index = FOnlyAdd ? FItemsCount - 1 : FItemIndex + (FInsertBehind ? 1 : 0);
@@ -129,8 +124,7 @@ void TItemNavigator::BtnClick(TNavigateBtn Index)
     case nbEdit:
     case nbPost:
     case nbCancel:
-    case nbRefresh:
-        break;
+    case nbRefresh: break;
     }
     TNavigator::BtnClick(Index);
     if (Index == nbPost || Index == nbCancel)

@@ -8,8 +8,7 @@
 
 #include <cstdint>
 
-namespace wn
-{
+namespace wn {
 
 class TItemNavigator : public TNavigator
 {

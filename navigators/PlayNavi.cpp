@@ -9,11 +9,9 @@
 
 #include <algorithm>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 const char *const GlyphPrefixes[3] = {"EN", "DI", "CL"};
 const char *const ButtonNames[MPButtonCount] = {"MPPLAY", "MPPAUSE", "MPSTOP",   "MPNEXT", "MPPREV",
@@ -306,9 +304,7 @@ void TPlayButtons::keyPressEvent(QKeyEvent *event)
                 break;
         }
         break;
-    default:
-        QWidget::keyPressEvent(event);
-        return;
+    default: QWidget::keyPressEvent(event); return;
     }
     FFocusedButton = TMPBtnType(focused);
     if (FFocusedButton != old)

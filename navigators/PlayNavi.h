@@ -16,8 +16,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace wn
-{
+namespace wn {
 
 enum TMPBtnType : std::uint8_t { pnPlay, pnPause, pnStop, pnNext, pnPrev, pnStep, pnBack, pnRecord, pnEject };
 constexpr int MPButtonCount = 9;

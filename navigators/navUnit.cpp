@@ -8,11 +8,9 @@
 
 #include <algorithm>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 const char *const GlyphWords[NavButtonCount] = {"FIRST",  "JPRIOR", "PRIOR", "NEXT", "JNext",  "LAST",
                                                 "INSERT", "DELETE", "EDIT",  "POST", "CANCEL", "REFRESH"};
@@ -244,8 +242,7 @@ void TNavigator::KeyDown(int Key, Qt::KeyboardModifiers)
         if (FButtons[FFocusedButton]->Enabled())
             FButtons[FFocusedButton]->Click();
         return;
-    default:
-        return;
+    default: return;
     }
     FFocusedButton = TNavigateBtn(focused);
     if (FFocusedButton != old) {
@@ -263,8 +260,7 @@ void TNavigator::keyPressEvent(QKeyEvent *event)
         KeyDown(event->key(), event->modifiers());
         event->accept();
         break;
-    default:
-        QFrame::keyPressEvent(event);
+    default: QFrame::keyPressEvent(event);
     }
 }
 

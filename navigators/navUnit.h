@@ -19,8 +19,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace wn
-{
+namespace wn {
 
 enum TNavigateBtn : std::uint8_t {
     nbFirst,

@@ -13,8 +13,7 @@
 
 #include <memory>
 
-namespace wn::test
-{
+namespace wn::test {
 
 // A form holding one control, shown and active so that the control can take the focus.
 template <typename T> struct THostedControl {

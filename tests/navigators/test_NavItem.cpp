@@ -10,8 +10,7 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace
-{
+namespace {
 
 TButtonSet EnabledButtons(const TItemNavigator &nav)
 {

@@ -11,8 +11,7 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace
-{
+namespace {
 
 using TPlaySet = TPlayButtons::TButtonSet;
 const std::array<bool, MPButtonCount> AllVisible{true, true, true, true, true, true, true, true, true};

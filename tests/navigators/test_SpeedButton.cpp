@@ -11,8 +11,7 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace
-{
+namespace {
 
 const QRgb Key = qRgb(128, 128, 0);
 

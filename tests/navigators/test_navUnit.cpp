@@ -11,8 +11,7 @@
 using namespace wn;
 using wn::test::THostedControl;
 
-namespace
-{
+namespace {
 
 const QPoint MinButton{20, 18};
 const TButtonSet AllNavButtons = TButtonSet::FromBits(0xFFF);

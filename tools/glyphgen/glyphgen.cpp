@@ -20,8 +20,7 @@
 #include <numbers>
 #include <vector>
 
-namespace
-{
+namespace {
 
 // Olive marks the transparent pixels; the bottom-left pixel of every picture stays background,
 // which is where a speed button takes its transparent colour from.
