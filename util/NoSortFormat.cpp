@@ -35,6 +35,12 @@ bool IsSeparator(QChar c)
     return c == QLatin1Char(',') || c == QLatin1Char('.') || c == QLatin1Char(';');
 }
 
+void AppendRun(QString &text, qsizetype count, QChar c)
+{
+    if (count > 0)
+        text.resize(text.size() + count, c);
+}
+
 // Adds one to a run of decimal digits of any length; leading zeros do not survive.
 QString IncrementDigits(const QString &digits)
 {
@@ -288,25 +294,43 @@ bool TStringFormat::PointNoOK(const QString &Number)
 
 QString TStringFormat::GetNumber(std::size_t i, const QString &Text) const
 {
-    const TrecStrPart &part = Parts[i];
-    const qsizetype fill = std::max<qsizetype>(0, part.Len - Text.size());
-    const bool leftAligned = part.Str.startsWith(QLatin1Char('1')) || part.Str.startsWith(QLatin1Char('9'));
-    return leftAligned ? Text + QString(fill, QLatin1Char('0')) : QString(fill, QLatin1Char('0')) + Text;
+    QString result;
+    AppendNumber(result, i, Text);
+    return result;
 }
 
 QString TStringFormat::GetChars(std::size_t i, const QString &Text) const
 {
-    const qsizetype fill = std::max<qsizetype>(0, Parts[i].Len - Text.size());
-    return QString(fill, QLatin1Char('-')) + Text;
+    QString result;
+    AppendChars(result, i, Text);
+    return result;
 }
 
-QString TStringFormat::Filler(std::size_t i) const
+void TStringFormat::AppendNumber(QString &Result, std::size_t i, QStringView Text) const
 {
     const TrecStrPart &part = Parts[i];
-    QString filler(part.Len, part.PartType == 1 ? QLatin1Char('0') : QLatin1Char('-'));
+    const qsizetype fill = part.Len - Text.size();
+    if (part.Str.startsWith(QLatin1Char('1')) || part.Str.startsWith(QLatin1Char('9'))) {
+        Result += Text;
+        AppendRun(Result, fill, QLatin1Char('0'));
+    } else {
+        AppendRun(Result, fill, QLatin1Char('0'));
+        Result += Text;
+    }
+}
+
+void TStringFormat::AppendChars(QString &Result, std::size_t i, QStringView Text) const
+{
+    AppendRun(Result, Parts[i].Len - Text.size(), QLatin1Char('-'));
+    Result += Text;
+}
+
+void TStringFormat::AppendFiller(QString &Result, std::size_t i) const
+{
+    const TrecStrPart &part = Parts[i];
+    AppendRun(Result, part.Len, part.PartType == 1 ? QLatin1Char('0') : QLatin1Char('-'));
     if (!part.Sep.isNull())
-        filler += part.Sep;
-    return filler;
+        Result += part.Sep;
 }
 
 QString TStringFormat::GetSortStr(const QString &Number)
@@ -338,20 +362,23 @@ QString TStringFormat::BuildSortStr(const QString &Number)
         const bool scanned = GetPart(pos, type, sep, text, hasOne);
         if (type != 0) {
             while (i < n && Parts[i].PartType != type)
-                result += Filler(i++);
+                AppendFiller(result, i++);
         } else if (Parts[i].PartType != 0 || !scanned) {
             // A lone separator or the end of the number passes over one part only. At the end
             // a separator part of the format is filled as well, so the loop always moves on.
-            result += Filler(i++);
+            AppendFiller(result, i++);
         }
         if (scanned && i < n) {
             const TrecStrPart &part = Parts[i];
-            const QString formatted = part.PartType == 1 ? GetNumber(i, text) : GetChars(i, text);
-            if (formatted.size() > part.Len) {
+            // Formatting never cuts, so a text longer than the part cannot fit.
+            if (text.size() > part.Len) {
                 ErrorCode = kPartTooLong;
                 return result;
             }
-            result += formatted;
+            if (part.PartType == 1)
+                AppendNumber(result, i, text);
+            else
+                AppendChars(result, i, text);
             if (!part.Sep.isNull())
                 result += part.Sep;
             // After the last part nothing is left to skip to; whatever follows the separator
@@ -362,7 +389,7 @@ QString TStringFormat::BuildSortStr(const QString &Number)
                         ErrorCode = kSeparatorInNumber;
                         return result;
                     }
-                    result += Filler(i);
+                    AppendFiller(result, i);
                 } while (Parts[i].Sep != sep);
             }
             ++i;

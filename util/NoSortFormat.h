@@ -10,6 +10,7 @@
 
 #include <QChar>
 #include <QString>
+#include <QStringView>
 
 #include <cstdint>
 #include <vector>
@@ -79,7 +80,10 @@ protected:
     std::int32_t NoLen = 0;
 
 private:
-    QString Filler(std::size_t i) const;
+    // Append to the sort string under construction instead of building pieces.
+    void AppendFiller(QString &Result, std::size_t i) const;
+    void AppendNumber(QString &Result, std::size_t i, QStringView Text) const;
+    void AppendChars(QString &Result, std::size_t i, QStringView Text) const;
     QString BuildSortStr(const QString &Number);
 };
 
