@@ -87,7 +87,7 @@ private:
     QString BuildSortStr(const QString &Number);
 };
 
-// Error codes and their messages.
+// Error codes; ErrorStr gives their messages.
 namespace NoSortFormatErrors {
 inline constexpr std::int32_t kInitFailed = -11;
 inline constexpr std::int32_t kSeparatorInNumber = -10;

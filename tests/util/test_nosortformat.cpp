@@ -75,6 +75,18 @@ TEST(NoSortFormat, ScannerSplitsAtDigitsAndSeparators)
     EXPECT_TRUE(Scan("").empty());
 }
 
+TEST(NoSortFormat, PartsAreFilledToTheirLengthButNeverCut)
+{
+    TOpenFormat f;
+    f.InitPointNo("90.000,100;abc");
+    EXPECT_EQ(f.GetNumber(0, "7"), "70");
+    EXPECT_EQ(f.GetNumber(1, "7"), "007");
+    EXPECT_EQ(f.GetNumber(2, "7"), "700");
+    EXPECT_EQ(f.GetNumber(1, "12345"), "12345");
+    EXPECT_EQ(f.GetChars(3, "x"), "--x");
+    EXPECT_EQ(f.GetChars(3, "wxyz"), "wxyz");
+}
+
 TEST(NoSortFormat, InitialisationFindsCounterAndAlphaOnly)
 {
     TStringFormat f;
