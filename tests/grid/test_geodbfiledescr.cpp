@@ -187,11 +187,11 @@ TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
         QString expected;
         if (cut > textStart)
             expected = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
-        EXPECT_EQ(SituationfileDescr(Write("t.sit", situation.left(cut))), expected) << "cut at " << cut;
+        EXPECT_EQ(SituationfileDescr(Write(QStringLiteral("t%1.sit").arg(cut), situation.left(cut))), expected) << "cut at " << cut;
     }
     const int geoTextStart = int(geo.size() - text.size());
     for (int cut = 0; cut <= geo.size(); ++cut) {
-        const QString result = GeofileDescr(Write("t.geo", geo.left(cut)));
+        const QString result = GeofileDescr(Write(QStringLiteral("t%1.geo").arg(cut), geo.left(cut)));
         if (cut > geoTextStart) {
             EXPECT_EQ(result, QString::fromLatin1(text.left(cut - geoTextStart)).replace(QLatin1String("\r\n"), "; "));
         } else if (cut >= 6 + 12) {
@@ -218,7 +218,7 @@ TEST_F(GeoDescrTest, GarbageNeverCrashesOrReadsWithoutBound)
             byte = char(random() & 0xFF);
         if (round % 3 == 0 && bytes.size() >= 6)
             bytes.replace(2, 4, Le32(std::int32_t(random() % 64)));
-        const QString path = Write("garbage.bin", bytes);
+        const QString path = Write(QStringLiteral("garbage%1.bin").arg(round), bytes);
         EXPECT_LE(SituationfileDescr(path).size(), 80);
         EXPECT_LE(GeofileDescr(path).size(), 99);
     }
