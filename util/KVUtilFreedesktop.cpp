@@ -86,6 +86,19 @@ QString SafeName(const QString &text)
     return result.isEmpty() ? QStringLiteral("-") : result;
 }
 
+// The user's trash folder, with its two subfolders made when missing (only the owner may enter).
+bool HomeTrashUsable()
+{
+    const QString trash = AbsoluteEnvPath("XDG_DATA_HOME", QDir::homePath() + QLatin1String("/.local/share")) +
+                          QLatin1String("/Trash");
+    const bool existed = QFileInfo(trash).isDir();
+    if (!QDir().mkpath(trash + QLatin1String("/files")) || !QDir().mkpath(trash + QLatin1String("/info")))
+        return false;
+    if (!existed)
+        QFile::setPermissions(trash, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    return true;
+}
+
 QString MimeTypeName(const QString &fileType)
 {
     return QLatin1String("application/x-") + SafeName(fileType);
@@ -440,6 +453,10 @@ public:
 
     bool Recycle(const QStringList &Files) override
     {
+        // Without a usable home trash, Qt falls back to a trash below the working folder;
+        // refusing keeps the files where the user left them.
+        if (!Files.isEmpty() && !HomeTrashUsable())
+            return false;
         bool all = true;
         for (const QString &file : Files)
             all = QFile::moveToTrash(file) && all;

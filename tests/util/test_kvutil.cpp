@@ -354,3 +354,332 @@ TEST(KVUtilWidgets, OwnedWidgetsPaintTheirOwnBackground)
     EXPECT_FALSE(form.autoFillBackground());
     SwitchOffParentBackGround(nullptr);
 }
+
+namespace {
+
+// Sets environment variables for one test and puts the old values back afterwards.
+class TEnvironmentScope
+{
+public:
+    ~TEnvironmentScope()
+    {
+        for (auto it = FSaved.rbegin(); it != FSaved.rend(); ++it) {
+            if (it->second)
+                qputenv(it->first.constData(), *it->second);
+            else
+                qunsetenv(it->first.constData());
+        }
+    }
+
+    void Set(const char *name, const QString &value)
+    {
+        Save(name);
+        qputenv(name, value.toLocal8Bit());
+    }
+
+    void Unset(const char *name)
+    {
+        Save(name);
+        qunsetenv(name);
+    }
+
+private:
+    void Save(const char *name)
+    {
+        FSaved.emplace_back(name, qEnvironmentVariableIsSet(name) ? std::optional<QByteArray>(qgetenv(name))
+                                                                   : std::nullopt);
+    }
+
+    std::vector<std::pair<QByteArray, std::optional<QByteArray>>> FSaved;
+};
+
+QString ReadAll(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// The lines of one group of a key file.
+QStringList GroupLines(const QString &fileName, const QString &group)
+{
+    QStringList result;
+    bool inGroup = false;
+    for (const QString &line : ReadAll(fileName).split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1Char('[')))
+            inGroup = line == group;
+        else if (inGroup && !line.isEmpty())
+            result.append(line);
+    }
+    return result;
+}
+
+QColor CentreColour(const QIcon &icon, int size)
+{
+    const QImage image = icon.pixmap(QSize(size, size)).toImage();
+    return image.isNull() ? QColor() : image.pixelColor(size / 2, size / 2);
+}
+
+void SaveSquare(const QString &fileName, Qt::GlobalColor colour, int size, const char *format = "PNG")
+{
+    QDir().mkpath(QFileInfo(fileName).absolutePath());
+    QImage image(size, size, QImage::Format_ARGB32);
+    image.fill(colour);
+    ASSERT_TRUE(image.save(fileName, format)) << qPrintable(fileName);
+}
+
+// A home of its own: XDG data, configuration and the trash live in the temporary folder, and
+// no desktop environment is announced, so the generic freedesktop rules apply.
+class KVUtilDesktop : public FileFixture
+{
+protected:
+    TEnvironmentScope env;
+    TRecordingUiServices ui;
+    TUiServicesScope uiScope{ui};
+    QString home, dataHome, configHome;
+
+    void SetUp() override
+    {
+        home = dir.filePath("home");
+        dataHome = home + "/.local/share";
+        configHome = home + "/.config";
+        QDir().mkpath(dataHome);
+        QDir().mkpath(configHome);
+        QDir().mkpath(dir.filePath("xdg-config"));
+        QDir().mkpath(dir.filePath("xdg-data"));
+        env.Set("HOME", home);
+        env.Set("XDG_DATA_HOME", dataHome);
+        env.Set("XDG_CONFIG_HOME", configHome);
+        env.Set("XDG_CONFIG_DIRS", dir.filePath("xdg-config"));
+        // The system data folders stay visible for the MIME database of the desktop.
+        env.Set("XDG_DATA_DIRS", dir.filePath("xdg-data") + ":/usr/local/share:/usr/share");
+        for (const char *name : {"XDG_CURRENT_DESKTOP", "XDG_SESSION_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION",
+                                 "GNOME_DESKTOP_SESSION_ID", "XDG_MENU_PREFIX"})
+            env.Unset(name);
+    }
+
+    QString DesktopFile(const QString &fileType) const
+    {
+        return dataHome + "/applications/wnpack-" + fileType + ".desktop";
+    }
+};
+
+const QString kTestMimeType = QStringLiteral("application/x-wnpack.test");
+const QString kTestDesktopId = QStringLiteral("wnpack-wnpack.test.desktop");
+
+} // namespace
+
+TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
+{
+    Write("home/.config/mimeapps.list",
+          "[Default Applications]\ntext/plain=gedit.desktop;\n\n[Removed Associations]\nimage/png=gimp.desktop;\n");
+    const QString icon = dir.filePath("red.png") + ",0";
+
+    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", icon);
+    EXPECT_TRUE(ui.Calls.empty());
+    const QString package = ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml");
+    EXPECT_TRUE(package.contains("<mime-type type=\"" + kTestMimeType + "\">")) << qPrintable(package);
+    EXPECT_TRUE(package.contains("<comment>WN test file</comment>"));
+    EXPECT_TRUE(package.contains("<glob pattern=\"*.wnq\"/>"));
+    const QStringList entry = GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]");
+    EXPECT_TRUE(entry.contains("Type=Application"));
+    EXPECT_TRUE(entry.contains("Name=WN test file"));
+    EXPECT_TRUE(entry.contains("Exec=/usr/bin/wnview %f"));
+    EXPECT_TRUE(entry.contains("Icon=" + icon));
+    EXPECT_TRUE(entry.contains("MimeType=" + kTestMimeType + ";"));
+    const QString list = configHome + "/mimeapps.list";
+    EXPECT_EQ(GroupLines(list, "[Default Applications]"),
+              QStringList({"text/plain=gedit.desktop;", kTestMimeType + "=" + kTestDesktopId + ";"}));
+    EXPECT_EQ(GroupLines(list, "[Removed Associations]"), QStringList({"image/png=gimp.desktop;"}));
+    EXPECT_EQ(GroupLines(list, "[Added Associations]"), QStringList({kTestMimeType + "=" + kTestDesktopId + ";"}));
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".WNQ"), QStringLiteral("/usr/bin/wnview %f"));
+    if (!QStandardPaths::findExecutable("update-mime-database").isEmpty()) {
+        EXPECT_TRUE(QFile::exists(dataHome + "/mime/mime.cache"));
+    }
+
+    // The same command in other letter case: nothing to ask, everything written again.
+    RegisterLink(".WNQ", "WNPack.Test", "Renamed", "/USR/BIN/WNVIEW %F", icon);
+    EXPECT_TRUE(ui.Calls.empty());
+    EXPECT_TRUE(ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml").contains("<comment>Renamed</comment>"));
+    EXPECT_TRUE(GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]").contains("Exec=/USR/BIN/WNVIEW %F"));
+    EXPECT_EQ(GroupLines(list, "[Default Applications]").size(), 2);
+
+    // Another command: the user decides.
+    ui.MessageAnswers = {mrNo};
+    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
+    ASSERT_EQ(ui.Calls.size(), 1u);
+    EXPECT_EQ(ui.Calls[0].What, QStringLiteral("MessageDlg"));
+    EXPECT_EQ(ui.Calls[0].Text,
+              QStringLiteral("The file extension \".wnq\" is already linked with command /USR/BIN/WNVIEW %F. Overwrite?"));
+    EXPECT_EQ(ui.Calls[0].Kind, mtConfirmation);
+    EXPECT_TRUE(ui.Calls[0].Buttons == (TMsgDlgButtons{mbYes, mbNo}));
+    EXPECT_FALSE(QFile::exists(DesktopFile("other.type")));
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/USR/BIN/WNVIEW %F"));
+
+    ui.MessageAnswers = {mrYes};
+    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
+    EXPECT_EQ(ui.Calls.size(), 2u);
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/usr/bin/other %f"));
+    EXPECT_TRUE(ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml").contains("application/x-other.type"));
+    EXPECT_FALSE(GroupLines(DesktopFile("other.type"), "[Desktop Entry]").join("\n").contains("Icon="));
+
+    // Backslashes and quotes of a Windows-style command survive the desktop entry.
+    const QString windowsCommand = QStringLiteral("\"C:\\Prog\\app.exe\" \"%1\"");
+    RegisterLink(".wnb", "WNPack.Back", "Back", windowsCommand, QString());
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnb"), windowsCommand);
+    EXPECT_EQ(ui.Calls.size(), 2u);
+}
+
+TEST(KVUtilChild, DISABLED_PrintMimeTypeOfProbe)
+{
+    const QString probe = qEnvironmentVariable("WN_MIME_PROBE");
+    if (!probe.isEmpty())
+        std::printf("MIME:%s\n", qPrintable(QMimeDatabase().mimeTypeForFile(probe, QMimeDatabase::MatchExtension).name()));
+}
+
+TEST_F(KVUtilDesktop, DesktopToolsSeeTheRegisteredLink)
+{
+    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", QString());
+
+    // A fresh process, since a MIME database already in use reloads only every few seconds.
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("WN_MIME_PROBE", dir.filePath("sample.wnq"));
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(),
+                {"--gtest_also_run_disabled_tests", "--gtest_filter=KVUtilChild.DISABLED_PrintMimeTypeOfProbe"});
+    ASSERT_TRUE(child.waitForFinished(60000));
+    EXPECT_TRUE(child.readAllStandardOutput().contains("MIME:" + kTestMimeType.toUtf8()));
+
+    const QString xdgMime = QStandardPaths::findExecutable("xdg-mime");
+    if (xdgMime.isEmpty())
+        GTEST_SKIP() << "xdg-utils is not installed";
+    QProcess query;
+    query.start(xdgMime, {"query", "default", kTestMimeType});
+    ASSERT_TRUE(query.waitForFinished(60000));
+    EXPECT_EQ(QString::fromUtf8(query.readAllStandardOutput()).trimmed(), kTestDesktopId);
+}
+
+namespace {
+
+// A small icon theme: blue for plain text, green for folders.
+class KVUtilIcons : public KVUtilDesktop
+{
+protected:
+    QStringList oldSearchPaths;
+    QString oldTheme;
+
+    void SetUp() override
+    {
+        KVUtilDesktop::SetUp();
+        oldSearchPaths = QIcon::themeSearchPaths();
+        oldTheme = QIcon::themeName();
+        static int themeSerial = 0;
+        const QString theme = QStringLiteral("wntest%1").arg(++themeSerial);
+        const QString root = dir.filePath("icons/" + theme);
+        Write("icons/" + theme + "/index.theme",
+              "[Icon Theme]\nName=" + theme.toLatin1() +
+                  "\nComment=test\nDirectories=mimetypes,places\n\n"
+                  "[mimetypes]\nSize=16\nType=Scalable\nMinSize=8\nMaxSize=256\n\n"
+                  "[places]\nSize=16\nType=Scalable\nMinSize=8\nMaxSize=256\n");
+        SaveSquare(root + "/mimetypes/text-plain.png", Qt::blue, 16);
+        SaveSquare(root + "/places/folder.png", Qt::green, 16);
+        QIcon::setThemeSearchPaths({dir.filePath("icons")});
+        QIcon::setThemeName(theme);
+    }
+
+    void TearDown() override
+    {
+        QIcon::setThemeSearchPaths(oldSearchPaths);
+        QIcon::setThemeName(oldTheme);
+    }
+};
+
+} // namespace
+
+TEST_F(KVUtilIcons, IconsComeFromTheLinkTheFileTheThemeOrTheStyle)
+{
+    QIcon large, small;
+    GetFileIcons(Write("a.txt", "plain text\n"), ".txt", 0, large, small);
+    EXPECT_EQ(large.availableSizes(), QList<QSize>({QSize(32, 32)}));
+    EXPECT_EQ(small.availableSizes(), QList<QSize>({QSize(16, 16)}));
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::blue));
+    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::blue));
+
+    GetFileIcons(dir.filePath("icons"), QString(), faDirectory, large, small);
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::green));
+
+    SaveSquare(dir.filePath("red.png"), Qt::red, 48);
+    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", dir.filePath("red.png") + ",0");
+    GetFileIcons(Write("f.wnq", "plain text\n"), ".wnq", 0, large, small);
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::red));
+    EXPECT_EQ(small.availableSizes(), QList<QSize>({QSize(16, 16)}));
+
+    // An icon index that is no number finds nothing; the style's generic icon stands in.
+    RegisterLink(".wnr", "WNPack.R", "R file", "/usr/bin/wnview %f", dir.filePath("red.png") + ",first");
+    GetFileIcons(Write("f.wnr", QByteArray("\0\1\2\3", 4)), ".wnr", 0, large, small);
+    EXPECT_FALSE(large.isNull());
+    EXPECT_NE(CentreColour(large, 32), QColor(Qt::red));
+    EXPECT_NE(CentreColour(large, 32), QColor(Qt::blue));
+
+    // Icon files show themselves, but only for the exact lower-case extension.
+    SaveSquare(dir.filePath("own.ico"), Qt::yellow, 16, "ICO");
+    GetFileIcons(dir.filePath("own.ico"), ".ico", 0, large, small);
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::yellow));
+    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::yellow));
+    GetFileIcons(dir.filePath("own.ico"), ".ICO", 0, large, small);
+    EXPECT_NE(CentreColour(large, 32), QColor(Qt::yellow));
+    GetFileIcons(Write("tool.exe", "MZ"), ".exe", 0, large, small);
+    EXPECT_EQ(large.availableSizes(), QList<QSize>({QSize(32, 32)}));
+}
+
+TEST_F(KVUtilDesktop, RecycleFilesMovesFilesToTheTrash)
+{
+    const QString a = Write("work/a.txt", "first");
+    const QString b = Write("work/b.dat", "second");
+    EXPECT_TRUE(RecycleFiles({a, b}));
+    EXPECT_FALSE(QFile::exists(a));
+    EXPECT_FALSE(QFile::exists(b));
+    const QString trash = dataHome + "/Trash";
+    EXPECT_EQ(ReadAll(trash + "/files/a.txt"), QStringLiteral("first"));
+    EXPECT_EQ(ReadAll(trash + "/files/b.dat"), QStringLiteral("second"));
+    const QString info = ReadAll(trash + "/info/a.txt.trashinfo");
+    EXPECT_TRUE(info.startsWith("[Trash Info]")) << qPrintable(info);
+    EXPECT_TRUE(info.contains("Path=" + QFileInfo(a).absoluteFilePath())) << qPrintable(info);
+    EXPECT_TRUE(QFile::exists(trash + "/info/b.dat.trashinfo"));
+    EXPECT_TRUE(RecycleFiles({}));
+
+    // One file that cannot go makes the result false; the others still go.
+    const QString c = Write("work/c.txt", "third");
+    EXPECT_FALSE(RecycleFiles({dir.filePath("work/missing.txt"), c}));
+    EXPECT_FALSE(QFile::exists(c));
+
+    // A trash that cannot be made leaves the file where it is (and nothing appears below the
+    // working folder, where Qt would otherwise put it).
+    env.Set("XDG_DATA_HOME", Write("blocker", "not a folder"));
+    const QString d = Write("work/d.txt", "fourth");
+    EXPECT_FALSE(RecycleFiles({d}));
+    EXPECT_EQ(ReadAll(d), QStringLiteral("fourth"));
+    EXPECT_FALSE(QFile::exists(QDir::current().filePath("files/d.txt")));
+}
+
+TEST_F(KVUtilReaders, DescribeCommandPrintsOneLinePerFile)
+{
+    const QString wnpack = QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
+    if (!QFileInfo(wnpack).isExecutable())
+        GTEST_SKIP() << "the wnpack program is not built";
+    const QString notes = Write("notes.txt", " A \r\nB\n");
+    const QString grid = Write("RLK_0001.001", SlotFile(86, "Day\tlevels"));
+    const QString list = Write("Sources.FML", ListFile("North"));
+    QProcess process;
+    process.start(wnpack, {"describe", notes, grid, list});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()),
+              notes + "\t.txt\tA; B\n" + grid + "\trlk_0001\tDay levels\n" + list + "\t.fml\tNorth\n");
+
+    process.start(wnpack, {"describe", notes, dir.filePath("missing.txt")});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
+    EXPECT_TRUE(process.readAllStandardError().contains("missing.txt"));
+}
