@@ -25,7 +25,8 @@ constexpr std::uint32_t kCurrentHeaderMin = 0x0A303030;
 void OpenForReading(QFile &file)
 {
     if (!file.open(QIODevice::ReadOnly))
-        throw EFOpenError(QStringLiteral("Cannot open file \"%1\". %2").arg(file.fileName(), file.errorString()));
+        throw EFOpenError(
+            QStringLiteral("Cannot open file \"%1\". %2").arg(file.fileName(), file.errorString()));
 }
 
 // Reads a little-endian 32-bit number; bytes the file does not deliver count as zero.
@@ -38,7 +39,10 @@ std::uint32_t ReadUInt32(QFile &file)
     return value;
 }
 
-std::int32_t ReadInt32(QFile &file) { return std::int32_t(ReadUInt32(file)); }
+std::int32_t ReadInt32(QFile &file)
+{
+    return std::int32_t(ReadUInt32(file));
+}
 
 // Opens the file and reads the file word and the header block's length. False when there is no
 // such file.

@@ -22,7 +22,8 @@
 
 namespace wn {
 
-const char *const SLinkOverwriteQuestion = "The file extension \"%s\" is already linked with command %s. Overwrite?";
+const char *const SLinkOverwriteQuestion =
+    "The file extension \"%s\" is already linked with command %s. Overwrite?";
 
 namespace {
 
@@ -110,7 +111,8 @@ QString ExistingNameIgnoringCase(const QString &fileName)
     const QString folder = FolderPart(fileName);
     const QString name = FileNamePart(fileName);
     const QDir dir(folder.isEmpty() ? QStringLiteral(".") : folder);
-    const QStringList entries = dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name | QDir::IgnoreCase);
+    const QStringList entries =
+        dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name | QDir::IgnoreCase);
     for (const QString &entry : entries)
         if (entry.compare(name, Qt::CaseInsensitive) == 0)
             return folder + entry;
@@ -280,7 +282,8 @@ QString GetCorrespondingResFile(const QString &FileName)
         QStringLiteral("^R.{3}%1\\.RES$").arg(QRegularExpression::escape(middle)),
         QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
     const QDir dir(folder.isEmpty() ? QStringLiteral(".") : folder);
-    const QStringList entries = dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name | QDir::IgnoreCase);
+    const QStringList entries =
+        dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name | QDir::IgnoreCase);
     for (const QString &entry : entries)
         if (pattern.match(entry).hasMatch())
             return folder + entry;
@@ -334,8 +337,8 @@ void GetFileDescription(const QString &FileName, const QString &Ext, QString &De
         return;
     }
     const QString prefix = ext.left(4);
-    if (prefix == QLatin1String("RLK_") || prefix == QLatin1String("RMK_") || prefix == QLatin1String("TLK_") ||
-        prefix == QLatin1String("GRID")) {
+    if (prefix == QLatin1String("RLK_") || prefix == QLatin1String("RMK_") ||
+        prefix == QLatin1String("TLK_") || prefix == QLatin1String("GRID")) {
         GetRLKFileDescription(FileName, prefix, Description);
     } else if (prefix == QLatin1String("RPDG")) {
         const QString resFile = GetCorrespondingResFile(FileName);

@@ -89,13 +89,15 @@ QString SafeName(const QString &text)
 // The user's trash folder, with its two subfolders made when missing (only the owner may enter).
 bool HomeTrashUsable()
 {
-    const QString trash = AbsoluteEnvPath("XDG_DATA_HOME", QDir::homePath() + QLatin1String("/.local/share")) +
-                          QLatin1String("/Trash");
+    const QString trash =
+        AbsoluteEnvPath("XDG_DATA_HOME", QDir::homePath() + QLatin1String("/.local/share")) +
+        QLatin1String("/Trash");
     const bool existed = QFileInfo(trash).isDir();
     if (!QDir().mkpath(trash + QLatin1String("/files")) || !QDir().mkpath(trash + QLatin1String("/info")))
         return false;
     if (!existed)
-        QFile::setPermissions(trash, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QFile::setPermissions(trash,
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     return true;
 }
 
@@ -256,8 +258,8 @@ QString DefaultApplication(const QString &mimeType)
     for (const QString &dir : DataDirs())
         lists.append(dir + QLatin1String("/applications/mimeapps.list"));
     for (const QString &list : lists) {
-        const QStringList ids =
-            KeyFileValue(ReadLines(list), kDefaultsGroup, mimeType).split(QLatin1Char(';'), Qt::SkipEmptyParts);
+        const QStringList ids = KeyFileValue(ReadLines(list), kDefaultsGroup, mimeType)
+                                    .split(QLatin1Char(';'), Qt::SkipEmptyParts);
         for (const QString &id : ids) {
             const QString file = DesktopEntryFile(id.trimmed());
             if (!file.isEmpty())
@@ -303,7 +305,8 @@ QString MimeTypeOfExtension(const QString &ext)
         if (!type.isEmpty())
             return type;
     }
-    const QList<QMimeType> types = QMimeDatabase().mimeTypesForFileName(QLatin1String("file") + NormalisedExt(ext));
+    const QList<QMimeType> types =
+        QMimeDatabase().mimeTypesForFileName(QLatin1String("file") + NormalisedExt(ext));
     return types.isEmpty() ? QString() : types.first().name();
 }
 
@@ -375,10 +378,10 @@ QByteArray MimePackage(const QString &mimeType, const QString &description, cons
     return bytes;
 }
 
-QByteArray DesktopEntry(const QString &name, const QString &mimeType, const QString &command, const QString &icon)
+QByteArray DesktopEntry(const QString &name, const QString &mimeType, const QString &command,
+                        const QString &icon)
 {
-    QStringList lines{kDesktopGroup,
-                      QStringLiteral("Type=Application"),
+    QStringList lines{kDesktopGroup, QStringLiteral("Type=Application"),
                       QLatin1String("Name=") + EscapeDesktopValue(name),
                       QLatin1String("Exec=") + EscapeDesktopValue(command)};
     if (!icon.isEmpty())
@@ -391,10 +394,13 @@ QByteArray DesktopEntry(const QString &name, const QString &mimeType, const QStr
 class TFreedesktopShell : public TShellPlatform
 {
 public:
-    QString LinkedCommand(const QString &Ext) override { return DefaultApplicationKey(Ext, QStringLiteral("Exec")); }
+    QString LinkedCommand(const QString &Ext) override
+    {
+        return DefaultApplicationKey(Ext, QStringLiteral("Exec"));
+    }
 
-    void WriteLink(const QString &Ext, const QString &FileType, const QString &Description, const QString &Command,
-                   const QString &Icon) override
+    void WriteLink(const QString &Ext, const QString &FileType, const QString &Description,
+                   const QString &Command, const QString &Icon) override
     {
         const QString mimeType = MimeTypeName(FileType);
         const QString desktopId = DesktopId(FileType);
@@ -408,7 +414,8 @@ public:
         if (!lines.isEmpty() && lines.last().isEmpty())
             lines.removeLast();
         SetKeyFileValue(lines, kDefaultsGroup, mimeType, desktopId + QLatin1Char(';'));
-        QStringList added = KeyFileValue(lines, kAddedGroup, mimeType).split(QLatin1Char(';'), Qt::SkipEmptyParts);
+        QStringList added =
+            KeyFileValue(lines, kAddedGroup, mimeType).split(QLatin1Char(';'), Qt::SkipEmptyParts);
         added.removeAll(desktopId);
         added.prepend(desktopId);
         SetKeyFileValue(lines, kAddedGroup, mimeType, added.join(QLatin1Char(';')) + QLatin1Char(';'));
@@ -416,7 +423,8 @@ public:
         WriteFile(listFile, lines.join(QLatin1Char('\n')).toUtf8());
 
         RunIfInstalled(QStringLiteral("update-mime-database"), {DataHome() + QLatin1String("/mime")});
-        RunIfInstalled(QStringLiteral("update-desktop-database"), {DataHome() + QLatin1String("/applications")});
+        RunIfInstalled(QStringLiteral("update-desktop-database"),
+                       {DataHome() + QLatin1String("/applications")});
     }
 
     QIcon LinkedIcon(const QString &Ext, bool Folder) override

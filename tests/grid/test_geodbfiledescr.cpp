@@ -97,12 +97,14 @@ TEST_F(GeoDescrTest, SituationDescriptionJoinsLinesAndIsCutTo80Characters)
     // The cut comes before the line ends are replaced, so a line end split by it stays.
     EXPECT_EQ(SituationfileDescr(Write("b.sit", DescribedFile(block, text))),
               QString(78, QLatin1Char('a')) + QStringLiteral("; "));
-    EXPECT_EQ(SituationfileDescr(Write("c.sit", DescribedFile(block, longText))), QString(80, QLatin1Char('x')));
+    EXPECT_EQ(SituationfileDescr(Write("c.sit", DescribedFile(block, longText))),
+              QString(80, QLatin1Char('x')));
     const QByteArray split = QByteArray(79, 'a') + "\r\nb";
     EXPECT_EQ(SituationfileDescr(Write("d.sit", DescribedFile(block, split))),
               QString(79, QLatin1Char('a')) + QLatin1Char('\r'));
     // Windows-1252 text.
-    EXPECT_EQ(SituationfileDescr(Write("e.sit", DescribedFile(block, "L\xe4rm \x80"))), QStringLiteral("Lärm €"));
+    EXPECT_EQ(SituationfileDescr(Write("e.sit", DescribedFile(block, "L\xe4rm \x80"))),
+              QStringLiteral("Lärm €"));
 }
 
 TEST_F(GeoDescrTest, SituationWithoutDescription)
@@ -168,7 +170,8 @@ TEST_F(GeoDescrTest, OlderGeoFormReadsTheTextInsideTheHeader)
               QString(99, QLatin1Char('z')));
     EXPECT_EQ(GeofileDescr(Write("c.geo", HeaderOnlyFile(OldGeoBlock(104, 90, QByteArray(90, 'q'))))),
               QString(90, QLatin1Char('q')));
-    EXPECT_EQ(GeofileDescr(Write("d.geo", HeaderOnlyFile(OldGeoBlock(200, 4, "a\r\nb")))), QStringLiteral("a\r\nb"));
+    EXPECT_EQ(GeofileDescr(Write("d.geo", HeaderOnlyFile(OldGeoBlock(200, 4, "a\r\nb")))),
+              QStringLiteral("a\r\nb"));
     // A length running past a short block is cut at the block, not read from what follows.
     QByteArray shortBlock = DescribedFile(OldGeoBlock(12, 50, "abcdefghijkl"), "after");
     EXPECT_EQ(GeofileDescr(Write("e.geo", shortBlock)), QStringLiteral("abcdefg"));
@@ -187,13 +190,17 @@ TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
         QString expected;
         if (cut > textStart)
             expected = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
-        EXPECT_EQ(SituationfileDescr(Write(QStringLiteral("t%1.sit").arg(cut), situation.left(cut))), expected) << "cut at " << cut;
+        EXPECT_EQ(SituationfileDescr(Write(QStringLiteral("t%1.sit").arg(cut), situation.left(cut))),
+                  expected)
+            << "cut at " << cut;
     }
     const int geoTextStart = int(geo.size() - text.size());
     for (int cut = 0; cut <= geo.size(); ++cut) {
         const QString result = GeofileDescr(Write(QStringLiteral("t%1.geo").arg(cut), geo.left(cut)));
         if (cut > geoTextStart) {
-            EXPECT_EQ(result, QString::fromLatin1(text.left(cut - geoTextStart)).replace(QLatin1String("\r\n"), "; "));
+            EXPECT_EQ(
+                result,
+                QString::fromLatin1(text.left(cut - geoTextStart)).replace(QLatin1String("\r\n"), "; "));
         } else if (cut >= 6 + 12) {
             EXPECT_EQ(result, QString()) << "cut at " << cut;
         }

@@ -196,11 +196,14 @@ TEST_F(KVUtilReaders, TaggedRecordDescriptions)
     QString d;
     GetSGFFileDescription(Write("a.sgf", Record(26, "abc") + Record(66, "Scale one") + Record(67, "x")), d);
     EXPECT_EQ(d, QStringLiteral("Scale one"));
-    GetSGFFileDescription(Write("b.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(40, "") + Record(202, "Scale \xe4")), d);
+    GetSGFFileDescription(Write("b.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(40, "") +
+                                             Record(202, "Scale \xe4")),
+                          d);
     EXPECT_EQ(d, QStringLiteral("Scale ä"));
     GetSGFFileDescription(Write("c.sgf", Record(26, "abc") + Record(67, "other")), d);
     EXPECT_EQ(d, QString());
-    GetSGFFileDescription(Write("d.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(41, "") + Record(202, "x")), d);
+    GetSGFFileDescription(
+        Write("d.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(41, "") + Record(202, "x")), d);
     EXPECT_EQ(d, QString());
     GetSGFFileDescription(Write("e.sgf", Record(27, "abc") + Record(66, "x")), d);
     EXPECT_EQ(d, QString());
@@ -217,14 +220,16 @@ TEST_F(KVUtilReaders, TaggedRecordDescriptions)
     EXPECT_EQ(d, QString());
     // The header record must be read whole.
     EXPECT_FALSE(GetListDescription(Write("d.fml", ListFile("comment").left(4 + 6)), d));
-    EXPECT_FALSE(GetListDescription(Write("e.fml", Record(33, QByteArray(300, 'h')) + Record(34, "comment")), d));
+    EXPECT_FALSE(
+        GetListDescription(Write("e.fml", Record(33, QByteArray(300, 'h')) + Record(34, "comment")), d));
     EXPECT_FALSE(GetListDescription(dir.filePath("missing.fml"), d));
 }
 
 TEST_F(KVUtilReaders, GMAndV4Records)
 {
     QString d;
-    GetGMFileDescription(Write("a.dgm", GMRecord(2, "abcd") + GMRecord(1, QByteArray("Map one\0\0\0", 10))), d);
+    GetGMFileDescription(Write("a.dgm", GMRecord(2, "abcd") + GMRecord(1, QByteArray("Map one\0\0\0", 10))),
+                         d);
     EXPECT_EQ(d, QStringLiteral("Map one"));
     GetGMFileDescription(Write("b.dgm", GMRecord(2, "a") + GMRecord(1, "Map")), d);
     EXPECT_EQ(d, QString());
@@ -285,7 +290,8 @@ TEST_F(KVUtilReaders, DescriptionsDispatchOnExtensionAndPrefix)
     EXPECT_EQ(Described(Write("Run.runx", "x"), ".RUNX"), QStringLiteral("run text"));
     EXPECT_EQ(Described(Write("None.sfl", "x"), ".sfl"), QString());
     for (const QString &ext : ListFileExtensions())
-        EXPECT_EQ(Described(Write("a" + ext, ListFile("list " + ext.toLatin1())), ext.toLower()), "list " + ext);
+        EXPECT_EQ(Described(Write("a" + ext, ListFile("list " + ext.toLatin1())), ext.toLower()),
+                  "list " + ext);
     EXPECT_EQ(Described(Write("a.gm", GMRecord(1, "gm")), ".gm"), QStringLiteral("gm"));
     EXPECT_EQ(Described(Write("a.dgm", GMRecord(1, "dgm")), ".DGM"), QStringLiteral("dgm"));
     EXPECT_EQ(Described(Write("a.xyz", "text"), ".xyz"), QString());
@@ -325,12 +331,14 @@ TEST_F(KVUtilReaders, DamagedFilesNeverCrash)
     int serial = 0;
     for (const auto &[bytes, ext] : happy) {
         for (int cut = 0; cut <= bytes.size(); ++cut) {
-            const QString d = Described(Write(QStringLiteral("cut%1.bin").arg(serial++), bytes.left(cut)), ext);
+            const QString d =
+                Described(Write(QStringLiteral("cut%1.bin").arg(serial++), bytes.left(cut)), ext);
             EXPECT_LE(d.size(), 120) << qPrintable(ext) << " cut at " << cut;
         }
     }
     std::mt19937 random(77);
-    const QStringList exts = {".sgf", ".fml", ".gm", "plot", "MISKAM", "RLK_", "GRID", ".txt", ".geo", ".sit"};
+    const QStringList exts = {".sgf", ".fml", ".gm",  "plot", "MISKAM",
+                              "RLK_", "GRID", ".txt", ".geo", ".sit"};
     for (int round = 0; round < 300; ++round) {
         QByteArray bytes(int(random() % 400), '\0');
         for (auto &byte : bytes)
@@ -387,7 +395,7 @@ private:
     void Save(const char *name)
     {
         FSaved.emplace_back(name, qEnvironmentVariableIsSet(name) ? std::optional<QByteArray>(qgetenv(name))
-                                                                   : std::nullopt);
+                                                                  : std::nullopt);
     }
 
     std::vector<std::pair<QByteArray, std::optional<QByteArray>>> FSaved;
@@ -452,8 +460,8 @@ protected:
         env.Set("XDG_CONFIG_DIRS", dir.filePath("xdg-config"));
         // The system data folders stay visible for the MIME database of the desktop.
         env.Set("XDG_DATA_DIRS", dir.filePath("xdg-data") + ":/usr/local/share:/usr/share");
-        for (const char *name : {"XDG_CURRENT_DESKTOP", "XDG_SESSION_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION",
-                                 "GNOME_DESKTOP_SESSION_ID", "XDG_MENU_PREFIX"})
+        for (const char *name : {"XDG_CURRENT_DESKTOP", "XDG_SESSION_DESKTOP", "DESKTOP_SESSION",
+                                 "KDE_FULL_SESSION", "GNOME_DESKTOP_SESSION_ID", "XDG_MENU_PREFIX"})
             env.Unset(name);
     }
 
@@ -470,8 +478,8 @@ const QString kTestDesktopId = QStringLiteral("wnpack-wnpack.test.desktop");
 
 TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
 {
-    Write("home/.config/mimeapps.list",
-          "[Default Applications]\ntext/plain=gedit.desktop;\n\n[Removed Associations]\nimage/png=gimp.desktop;\n");
+    Write("home/.config/mimeapps.list", "[Default Applications]\ntext/plain=gedit.desktop;\n\n"
+                                        "[Removed Associations]\nimage/png=gimp.desktop;\n");
     const QString icon = dir.filePath("red.png") + ",0";
 
     RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", icon);
@@ -490,7 +498,8 @@ TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
     EXPECT_EQ(GroupLines(list, "[Default Applications]"),
               QStringList({"text/plain=gedit.desktop;", kTestMimeType + "=" + kTestDesktopId + ";"}));
     EXPECT_EQ(GroupLines(list, "[Removed Associations]"), QStringList({"image/png=gimp.desktop;"}));
-    EXPECT_EQ(GroupLines(list, "[Added Associations]"), QStringList({kTestMimeType + "=" + kTestDesktopId + ";"}));
+    EXPECT_EQ(GroupLines(list, "[Added Associations]"),
+              QStringList({kTestMimeType + "=" + kTestDesktopId + ";"}));
     EXPECT_EQ(ShellPlatform().LinkedCommand(".WNQ"), QStringLiteral("/usr/bin/wnview %f"));
     if (!QStandardPaths::findExecutable("update-mime-database").isEmpty()) {
         EXPECT_TRUE(QFile::exists(dataHome + "/mime/mime.cache"));
@@ -500,7 +509,8 @@ TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
     RegisterLink(".WNQ", "WNPack.Test", "Renamed", "/USR/BIN/WNVIEW %F", icon);
     EXPECT_TRUE(ui.Calls.empty());
     EXPECT_TRUE(ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml").contains("<comment>Renamed</comment>"));
-    EXPECT_TRUE(GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]").contains("Exec=/USR/BIN/WNVIEW %F"));
+    EXPECT_TRUE(
+        GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]").contains("Exec=/USR/BIN/WNVIEW %F"));
     EXPECT_EQ(GroupLines(list, "[Default Applications]").size(), 2);
 
     // Another command: the user decides.
@@ -508,8 +518,10 @@ TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
     RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
     ASSERT_EQ(ui.Calls.size(), 1u);
     EXPECT_EQ(ui.Calls[0].What, QStringLiteral("MessageDlg"));
-    EXPECT_EQ(ui.Calls[0].Text,
-              QStringLiteral("The file extension \".wnq\" is already linked with command /USR/BIN/WNVIEW %F. Overwrite?"));
+    EXPECT_EQ(
+        ui.Calls[0].Text,
+        QStringLiteral(
+            "The file extension \".wnq\" is already linked with command /USR/BIN/WNVIEW %F. Overwrite?"));
     EXPECT_EQ(ui.Calls[0].Kind, mtConfirmation);
     EXPECT_TRUE(ui.Calls[0].Buttons == (TMsgDlgButtons{mbYes, mbNo}));
     EXPECT_FALSE(QFile::exists(DesktopFile("other.type")));
@@ -533,7 +545,8 @@ TEST(KVUtilChild, DISABLED_PrintMimeTypeOfProbe)
 {
     const QString probe = qEnvironmentVariable("WN_MIME_PROBE");
     if (!probe.isEmpty())
-        std::printf("MIME:%s\n", qPrintable(QMimeDatabase().mimeTypeForFile(probe, QMimeDatabase::MatchExtension).name()));
+        std::printf("MIME:%s\n",
+                    qPrintable(QMimeDatabase().mimeTypeForFile(probe, QMimeDatabase::MatchExtension).name()));
 }
 
 TEST_F(KVUtilDesktop, DesktopToolsSeeTheRegisteredLink)
@@ -545,8 +558,9 @@ TEST_F(KVUtilDesktop, DesktopToolsSeeTheRegisteredLink)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("WN_MIME_PROBE", dir.filePath("sample.wnq"));
     child.setProcessEnvironment(environment);
-    child.start(QCoreApplication::applicationFilePath(),
-                {"--gtest_also_run_disabled_tests", "--gtest_filter=KVUtilChild.DISABLED_PrintMimeTypeOfProbe"});
+    child.start(
+        QCoreApplication::applicationFilePath(),
+        {"--gtest_also_run_disabled_tests", "--gtest_filter=KVUtilChild.DISABLED_PrintMimeTypeOfProbe"});
     ASSERT_TRUE(child.waitForFinished(60000));
     EXPECT_TRUE(child.readAllStandardOutput().contains("MIME:" + kTestMimeType.toUtf8()));
 

@@ -37,8 +37,8 @@ int RunDescribe(const QStringList &args)
     return 0;
 }
 
-const TCommandRegistration registration(
-    {"describe", "prints file, type key and description of each file", RunDescribe});
+const TCommandRegistration registration({"describe", "prints file, type key and description of each file",
+                                         RunDescribe});
 
 } // namespace
 } // namespace wnpack
