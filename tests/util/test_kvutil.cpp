@@ -9,6 +9,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QMimeDatabase>
+#include <QPixmap>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -696,4 +697,105 @@ TEST_F(KVUtilReaders, DescribeCommandPrintsOneLinePerFile)
     EXPECT_EQ(process.exitCode(), 1);
     EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
     EXPECT_TRUE(process.readAllStandardError().contains("missing.txt"));
+}
+
+namespace {
+
+// Answers with icons of fixed colours and records what it was asked.
+class TFakeShell : public TShellPlatform
+{
+public:
+    QStringList Asked;
+    bool HasLinked = true;
+    bool HasType = true;
+
+    QString LinkedCommand(const QString &Ext) override
+    {
+        Asked << "LinkedCommand " + Ext;
+        return QString();
+    }
+    void WriteLink(const QString &Ext, const QString &, const QString &, const QString &,
+                   const QString &) override
+    {
+        Asked << "WriteLink " + Ext;
+    }
+    QIcon LinkedIcon(const QString &, bool Folder) override
+    {
+        Asked << QStringLiteral("LinkedIcon %1").arg(Folder);
+        return HasLinked ? Square(Qt::red) : QIcon();
+    }
+    QIcon OwnIcon(const QString &) override
+    {
+        Asked << "OwnIcon";
+        return QIcon();
+    }
+    QIcon TypeIcon(const QString &, bool Folder) override
+    {
+        Asked << QStringLiteral("TypeIcon %1").arg(Folder);
+        return HasType ? Square(Qt::blue) : QIcon();
+    }
+    QIcon GenericIcon(bool Folder) override
+    {
+        Asked << QStringLiteral("GenericIcon %1").arg(Folder);
+        return Square(Qt::gray);
+    }
+    bool Recycle(const QStringList &Files) override
+    {
+        Asked << "Recycle " + Files.join(',');
+        return false;
+    }
+
+private:
+    static QIcon Square(Qt::GlobalColor colour)
+    {
+        QPixmap pixmap(64, 48);
+        pixmap.fill(colour);
+        return QIcon(pixmap);
+    }
+};
+
+class KVUtilFakeShell : public ::testing::Test
+{
+protected:
+    TFakeShell fake;
+    TShellPlatform *previous = SetShellPlatform(&fake);
+    ~KVUtilFakeShell() override { SetShellPlatform(previous); }
+};
+
+} // namespace
+
+TEST_F(KVUtilFakeShell, IconRulesAskThePlatformInOrder)
+{
+    QIcon large, small;
+    GetFileIcons("a.xyz", ".xyz", 0, large, small);
+    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 0"}));
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::red));
+    // A wide picture is scaled into the square, keeping its proportions.
+    const QImage image = large.pixmap(QSize(32, 32)).toImage();
+    EXPECT_EQ(image.size(), QSize(32, 32));
+    EXPECT_EQ(image.pixelColor(16, 1).alpha(), 0);
+    EXPECT_EQ(image.pixelColor(16, 16), QColor(Qt::red));
+
+    fake.Asked.clear();
+    fake.HasLinked = false;
+    GetFileIcons("folder", "", faDirectory | 1, large, small);
+    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 1", "TypeIcon 1"}));
+    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::blue));
+
+    fake.Asked.clear();
+    fake.HasType = false;
+    GetFileIcons("a.xyz", ".xyz", 0, large, small);
+    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 0", "TypeIcon 0", "GenericIcon 0"}));
+    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::gray));
+
+    fake.Asked.clear();
+    fake.HasLinked = fake.HasType = true;
+    GetFileIcons("tool.exe", ".exe", 0, large, small);
+    GetFileIcons("pic.ico", ".ico", 0, large, small);
+    EXPECT_EQ(fake.Asked, QStringList({"OwnIcon", "GenericIcon 0", "OwnIcon", "GenericIcon 0"}));
+
+    fake.Asked.clear();
+    EXPECT_FALSE(RecycleFiles({"a", "b"}));
+    RegisterLink(".abc", "T", "D", "C", "I");
+    EXPECT_EQ(fake.Asked, QStringList({"Recycle a,b", "LinkedCommand .abc", "WriteLink .abc"}));
 }
