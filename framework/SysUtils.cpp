@@ -14,11 +14,9 @@
 #include <string>
 #include <string_view>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 // The runtime never works with more significant digits than its extended type holds.
 constexpr int MaxPrecision = 18;
@@ -475,10 +473,8 @@ bool IsIntegerArg(const QVariant &v)
     case QMetaType::Short:
     case QMetaType::UShort:
     case QMetaType::SChar:
-    case QMetaType::UChar:
-        return true;
-    default:
-        return false;
+    case QMetaType::UChar: return true;
+    default: return false;
     }
 }
 
@@ -489,10 +485,8 @@ bool IsUnsignedArg(const QVariant &v)
     case QMetaType::ULongLong:
     case QMetaType::ULong:
     case QMetaType::UShort:
-    case QMetaType::UChar:
-        return true;
-    default:
-        return false;
+    case QMetaType::UChar: return true;
+    default: return false;
     }
 }
 
@@ -810,16 +804,12 @@ QString FloatToStrF(double value, TFloatFormat format, int precision, int digits
     precision = std::clamp(precision, 1, MaxPrecision);
     const TDecimal exact = ExactDecimal(value);
     switch (format) {
-    case ffExponent:
-        return ExponentForm(exact, precision, digits, fs);
-    case ffFixed:
-        return FixedForm(exact, precision, digits, QChar(), fs);
+    case ffExponent: return ExponentForm(exact, precision, digits, fs);
+    case ffFixed: return FixedForm(exact, precision, digits, QChar(), fs);
     case ffNumber:
-    case ffCurrency:
-        return FixedForm(exact, precision, digits, fs.ThousandSeparator, fs);
+    case ffCurrency: return FixedForm(exact, precision, digits, fs.ThousandSeparator, fs);
     case ffGeneral:
-    default:
-        return GeneralForm(exact, precision, digits, fs);
+    default: return GeneralForm(exact, precision, digits, fs);
     }
 }
 
@@ -956,8 +946,7 @@ QString Format(const QString &format, const QVariantList &args, const TFormatSet
                                    fs);
             break;
         }
-        default:
-            InvalidFormat(format);
+        default: InvalidFormat(format);
         }
         if (width > text.size()) {
             const QString pad(width - text.size(), QLatin1Char(' '));
