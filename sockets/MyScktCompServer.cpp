@@ -387,7 +387,8 @@ TServerClientThread::TServerClientThread(bool CreateSuspended, TServerClientWinS
 
 TServerClientThread::~TServerClientThread()
 {
-    if (std::this_thread::get_id() != ThreadID()) {
+    // A thread that frees itself has finished; one freed by another thread is stopped first.
+    if (!Finished()) {
         Terminate();
         FEvent.SetEvent();
         WaitFor();
