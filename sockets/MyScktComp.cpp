@@ -838,6 +838,9 @@ void TCustomWinSocket::Open(const QString &Name, const QString &Address, const Q
 {
     if (FConnected)
         throw ESocketError(sSocketAlreadyOpen);
+    // A handle still waiting for its connect or look-up is given up, not leaked.
+    if (FSocket != INVALID_SOCKET || FLookupHandle != 0)
+        Disconnect(FSocket);
     FSocket = winsock::socket();
     if (FSocket == INVALID_SOCKET)
         throw ESocketError(sCannotCreateSocket);
@@ -860,6 +863,9 @@ void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const
 {
     if (FConnected)
         throw ESocketError(sCannotListenOnOpen);
+    // A handle still waiting for its connect or look-up is given up, not leaked.
+    if (FSocket != INVALID_SOCKET || FLookupHandle != 0)
+        Disconnect(FSocket);
     FSocket = winsock::socket();
     if (FSocket == INVALID_SOCKET)
         throw ESocketError(sCannotCreateSocket);

@@ -300,3 +300,22 @@ TEST_F(SocketTest, StreamHoldsTheSocketLockAcrossTheTransfer)
     reader.join();
     ::close(server);
 }
+
+TEST_F(SocketTest, OpeningAgainWhileConnectingGivesUpTheFirstHandle)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    ComponentEvents ev;
+    ev.Hook(c);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    const TSocket first = c.Socket()->SocketHandle();
+    c.Open();
+    EXPECT_NE(c.Socket()->SocketHandle(), INVALID_SOCKET);
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Lookup"), 2);
+    EXPECT_NE(first, INVALID_SOCKET);
+    ASSERT_TRUE(WaitUntil([&] { return c.Active(); }));
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Connect"), 1);
+    c.Close();
+}
