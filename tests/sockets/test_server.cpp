@@ -471,3 +471,30 @@ TEST_F(SocketTest, TwoHundredConcurrentClientsAreAllServed)
     EXPECT_EQ(server.Socket()->IdleThreads(), 10);
     server.Close();
 }
+
+TEST_F(SocketTest, NonBlockingServerKeepsUpWithAFloodingPeer)
+{
+    TWNServerSocket server;
+    std::int64_t received = 0;
+    int reads = 0;
+    server.SetOnClientEvent(0, [&](TObject *, TCustomWinSocket *Socket) {
+        ++reads;
+        char buf[1000]; // less than arrives at once: the rest is announced again
+        const int n = Socket->ReceiveBuf(buf, sizeof buf);
+        if (n > 0)
+            received += n;
+    });
+    server.SetPort(0);
+    server.Open();
+    const int peer = RawConnect(ListeningPort(server));
+    const std::string block(1 << 20, 'f');
+    std::thread flood([&] {
+        for (int i = 0; i < 4; ++i)
+            SendAll(peer, block);
+    });
+    ASSERT_TRUE(WaitUntil([&] { return received == 4 << 20; }, 20000)) << received;
+    flood.join();
+    EXPECT_GT(reads, 4000);
+    ::close(peer);
+    ASSERT_TRUE(WaitUntil([&] { return server.Socket()->ActiveConnections() == 0; }));
+}
