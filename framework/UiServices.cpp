@@ -276,8 +276,15 @@ TRecordingUiServices::~TRecordingUiServices()
     delete FPrinter;
 }
 
+void TRecordingUiServices::Record(const Call &call)
+{
+    std::lock_guard<std::recursive_mutex> lock(FLock);
+    Calls.push_back(call);
+}
+
 int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int helpContext)
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     int answer;
     if (!MessageAnswers.empty()) {
         answer = MessageAnswers.front();
@@ -292,12 +299,13 @@ int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsg
     call.Buttons = buttons;
     call.HelpContext = helpContext;
     call.Answer = answer;
-    Calls.push_back(call);
+    Record(call);
     return answer;
 }
 
 bool TRecordingUiServices::FileDialog(const QString &what, TFileDialogOptions &options)
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     Call call;
     call.What = what;
     call.Dialog = options;
@@ -307,7 +315,7 @@ bool TRecordingUiServices::FileDialog(const QString &what, TFileDialogOptions &o
         FileAnswers.pop_front();
     }
     call.Answer = answer.isEmpty() ? mrCancel : mrOk;
-    Calls.push_back(call);
+    Record(call);
     if (answer.isEmpty())
         return false;
     options.FileName = ApplyDefaultExt(answer, options.DefaultExt);
@@ -326,6 +334,7 @@ bool TRecordingUiServices::SaveFileDialog(TFileDialogOptions &options)
 
 bool TRecordingUiServices::PrintDialog(QPrinter &)
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     bool answer = true;
     if (!PrintAnswers.empty()) {
         answer = PrintAnswers.front();
@@ -334,7 +343,7 @@ bool TRecordingUiServices::PrintDialog(QPrinter &)
     Call call;
     call.What = QStringLiteral("PrintDialog");
     call.Answer = answer ? mrOk : mrCancel;
-    Calls.push_back(call);
+    Record(call);
     return answer;
 }
 
@@ -350,34 +359,37 @@ void TRecordingUiServices::ShowHelp(int helpContext)
     Call call;
     call.What = QStringLiteral("ShowHelp");
     call.HelpContext = helpContext;
-    Calls.push_back(call);
+    Record(call);
 }
 
 void TRecordingUiServices::Beep()
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     ++Beeps;
     Call call;
     call.What = QStringLiteral("Beep");
-    Calls.push_back(call);
+    Record(call);
 }
 
 void TRecordingUiServices::SetClipboardText(const QString &text)
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     Clipboard = text;
     HasClipboardText = true;
     Call call;
     call.What = QStringLiteral("SetClipboardText");
     call.Text = text;
-    Calls.push_back(call);
+    Record(call);
 }
 
 void TRecordingUiServices::SetScreenCursor(TCursor cursor)
 {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     Cursor = cursor;
     Call call;
     call.What = QStringLiteral("SetScreenCursor");
     call.Answer = cursor;
-    Calls.push_back(call);
+    Record(call);
 }
 
 std::vector<TRecordingUiServices::Call> TRecordingUiServices::CallsOf(const QString &what) const

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <mutex>
 #include <vector>
 
 class QPrinter;
@@ -95,7 +96,8 @@ QStringList FilterToNameFilters(const QString &filter);
 // The default extension applied to a chosen name that has none.
 QString ApplyDefaultExt(const QString &fileName, const QString &defaultExt);
 
-// Records every call and answers from scripted replies; for tests and headless hosts.
+// Records every call and answers from scripted replies; for tests and headless hosts. Calls may
+// come from any thread; read the public lists only while no other thread calls in.
 class TRecordingUiServices : public TUiServices
 {
 public:
@@ -143,6 +145,8 @@ public:
 
 private:
     bool FileDialog(const QString &what, TFileDialogOptions &options);
+    void Record(const Call &call);
+    std::recursive_mutex FLock;
     QPrinter *FPrinter = nullptr;
 };
 
