@@ -81,8 +81,8 @@ void SendAllRaw(int fd, const char *data, std::int64_t size)
 {
     std::int64_t sent = 0;
     while (sent < size) {
-        const ssize_t n = ::send(fd, data + sent, static_cast<size_t>(std::min<std::int64_t>(size - sent, Chunk)),
-                                 MSG_NOSIGNAL);
+        const ssize_t n = ::send(
+            fd, data + sent, static_cast<size_t>(std::min<std::int64_t>(size - sent, Chunk)), MSG_NOSIGNAL);
         if (n <= 0)
             return;
         sent += n;
@@ -95,8 +95,7 @@ class SinkThread : public TServerClientThread
 public:
     SinkThread(TServerClientWinSocket *s, std::atomic<std::int64_t> *received)
         : TServerClientThread(true, s), FReceived(received)
-    {
-    }
+    {}
 
 protected:
     void ClientExecute() override

@@ -140,16 +140,11 @@ const ErrorMapping ErrorTable[] = {
 int LookupErrorCode(int gaiError)
 {
     switch (gaiError) {
-    case EAI_NONAME:
-        return WSAHOST_NOT_FOUND;
-    case EAI_AGAIN:
-        return WSATRY_AGAIN;
-    case EAI_NODATA:
-        return WSANO_DATA;
-    case EAI_SYSTEM:
-        return ErrnoToError(errno);
-    default:
-        return WSANO_RECOVERY;
+    case EAI_NONAME: return WSAHOST_NOT_FOUND;
+    case EAI_AGAIN: return WSATRY_AGAIN;
+    case EAI_NODATA: return WSANO_DATA;
+    case EAI_SYSTEM: return ErrnoToError(errno);
+    default: return WSANO_RECOVERY;
     }
 }
 
@@ -207,18 +202,12 @@ int ErrnoToError(int errnoValue)
 QString SysErrorMessage(int code)
 {
     switch (code) {
-    case WSAHOST_NOT_FOUND:
-        return QString::fromLocal8Bit(gai_strerror(EAI_NONAME));
-    case WSATRY_AGAIN:
-        return QString::fromLocal8Bit(gai_strerror(EAI_AGAIN));
-    case WSANO_RECOVERY:
-        return QString::fromLocal8Bit(gai_strerror(EAI_FAIL));
-    case WSANO_DATA:
-        return QString::fromLocal8Bit(gai_strerror(EAI_NODATA));
-    case WSANOTINITIALISED:
-        return QStringLiteral("Socket start-up was not called");
-    default:
-        break;
+    case WSAHOST_NOT_FOUND: return QString::fromLocal8Bit(gai_strerror(EAI_NONAME));
+    case WSATRY_AGAIN: return QString::fromLocal8Bit(gai_strerror(EAI_AGAIN));
+    case WSANO_RECOVERY: return QString::fromLocal8Bit(gai_strerror(EAI_FAIL));
+    case WSANO_DATA: return QString::fromLocal8Bit(gai_strerror(EAI_NODATA));
+    case WSANOTINITIALISED: return QStringLiteral("Socket start-up was not called");
+    default: break;
     }
     for (const ErrorMapping &m : ErrorTable) {
         if (m.Code == code)
@@ -563,7 +552,8 @@ void TSocketWindow::Select(TSocket s, int mask)
     reg->Listening = listening != 0;
     sockaddr_in peer{};
     socklen_t peerLen = sizeof peer;
-    const bool connected = !reg->Listening && ::getpeername(s, reinterpret_cast<sockaddr *>(&peer), &peerLen) == 0;
+    const bool connected =
+        !reg->Listening && ::getpeername(s, reinterpret_cast<sockaddr *>(&peer), &peerLen) == 0;
     reg->Read = new QSocketNotifier(s, QSocketNotifier::Read, this);
     reg->Write = new QSocketNotifier(s, QSocketNotifier::Write, this);
     reg->Read->setEnabled(false);
@@ -626,8 +616,7 @@ void TSocketWindow::RearmLocked(TSocket s, int what)
         if (!FSelect->ConnectPending)
             FSelect->Write->setEnabled(true);
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -714,7 +703,8 @@ bool TSocketWindow::event(QEvent *e)
     }
     if (type != CM_SOCKETMESSAGE && type != CM_DEFERFREE && type != CM_LOOKUPCOMPLETE)
         return QObject::event(e);
-    if (type == CM_LOOKUPCOMPLETE && !winsock::TakeLookup(static_cast<TLookupEvent *>(e)->Message.LookupHandle))
+    if (type == CM_LOOKUPCOMPLETE &&
+        !winsock::TakeLookup(static_cast<TLookupEvent *>(e)->Message.LookupHandle))
         return true;
     TCustomWinSocket *socket = FSocket;
     if (!socket)
@@ -730,9 +720,7 @@ bool TSocketWindow::event(QEvent *e)
             socket->Dispatch(type, &l->Message, &l->Result);
             break;
         }
-        default:
-            socket->Dispatch(type, nullptr, nullptr);
-            break;
+        default: socket->Dispatch(type, nullptr, nullptr); break;
         }
     } catch (const EAbort &) {
     } catch (const std::exception &error) {
@@ -742,7 +730,6 @@ bool TSocketWindow::event(QEvent *e)
     --FDispatching;
     return true;
 }
-
 
 // ---- texts, error procedure -------------------------------------------------------------------
 
@@ -1004,7 +991,8 @@ void TCustomWinSocket::AsyncInitSocket(const QString &Name, const QString &Addre
                 } else if (!Name.isEmpty()) {
                     if (FLookupBuffer.isEmpty())
                         FLookupBuffer = QByteArray(1024, '\0');
-                    FLookupHandle = winsock::WSAAsyncGetHostByName(static_cast<TSocketWindow *>(GetHandle()), Name);
+                    FLookupHandle =
+                        winsock::WSAAsyncGetHostByName(static_cast<TSocketWindow *>(GetHandle()), Name);
                     CheckSocketResult(FLookupHandle == 0 ? 1 : 0, QStringLiteral("WSAASyncGetHostByName"));
                     FService = Service;
                     FPort = Port;
@@ -1069,7 +1057,8 @@ void TCustomWinSocket::CMLookupComplete(TCMLookupComplete &Message, const QByteA
             throw ESocketError(WindowsSocketError(Message.AsyncError, QStringLiteral("ASync Lookup")));
         return;
     }
-    std::memcpy(FLookupBuffer.data(), Result.constData(), std::min<qsizetype>(Result.size(), FLookupBuffer.size()));
+    std::memcpy(FLookupBuffer.data(), Result.constData(),
+                std::min<qsizetype>(Result.size(), FLookupBuffer.size()));
     if (FLookupState == lsLookupAddress) {
         std::memcpy(&FAddr.sin_addr, FLookupBuffer.constData(), sizeof FAddr.sin_addr);
         AsyncInitSocket(QString(), QString(), FService, FPort, FQueueSize, FClient);
@@ -1084,17 +1073,10 @@ void TCustomWinSocket::CMLookupComplete(TCMLookupComplete &Message, const QByteA
 void TCustomWinSocket::Dispatch(int Msg, void *Message, const QByteArray *Result)
 {
     switch (Msg) {
-    case CM_SOCKETMESSAGE:
-        CMSocketMessage(*static_cast<TCMSocketMessage *>(Message));
-        break;
-    case CM_LOOKUPCOMPLETE:
-        CMLookupComplete(*static_cast<TCMLookupComplete *>(Message), *Result);
-        break;
-    case CM_DEFERFREE:
-        CMDeferFree();
-        break;
-    default:
-        break;
+    case CM_SOCKETMESSAGE: CMSocketMessage(*static_cast<TCMSocketMessage *>(Message)); break;
+    case CM_LOOKUPCOMPLETE: CMLookupComplete(*static_cast<TCMLookupComplete *>(Message), *Result); break;
+    case CM_DEFERFREE: CMDeferFree(); break;
+    default: break;
     }
 }
 
@@ -1103,24 +1085,12 @@ void TCustomWinSocket::CMSocketMessage(TCMSocketMessage &Message)
     if (Message.SelectError != 0) {
         TErrorEvent kind;
         switch (Message.SelectEvent) {
-        case FD_CONNECT:
-            kind = eeConnect;
-            break;
-        case FD_CLOSE:
-            kind = eeDisconnect;
-            break;
-        case FD_READ:
-            kind = eeReceive;
-            break;
-        case FD_WRITE:
-            kind = eeSend;
-            break;
-        case FD_ACCEPT:
-            kind = eeAccept;
-            break;
-        default:
-            kind = eeGeneral;
-            break;
+        case FD_CONNECT: kind = eeConnect; break;
+        case FD_CLOSE: kind = eeDisconnect; break;
+        case FD_READ: kind = eeReceive; break;
+        case FD_WRITE: kind = eeSend; break;
+        case FD_ACCEPT: kind = eeAccept; break;
+        default: kind = eeGeneral; break;
         }
         std::int32_t code = Message.SelectError;
         Error(this, kind, code);
@@ -1129,23 +1099,12 @@ void TCustomWinSocket::CMSocketMessage(TCMSocketMessage &Message)
         return;
     }
     switch (Message.SelectEvent) {
-    case FD_CONNECT:
-        Connect(Message.Socket);
-        break;
-    case FD_CLOSE:
-        Disconnect(Message.Socket);
-        break;
-    case FD_READ:
-        Read(Message.Socket);
-        break;
-    case FD_WRITE:
-        Write(Message.Socket);
-        break;
-    case FD_ACCEPT:
-        Accept(Message.Socket);
-        break;
-    default:
-        break;
+    case FD_CONNECT: Connect(Message.Socket); break;
+    case FD_CLOSE: Disconnect(Message.Socket); break;
+    case FD_READ: Read(Message.Socket); break;
+    case FD_WRITE: Write(Message.Socket); break;
+    case FD_ACCEPT: Accept(Message.Socket); break;
+    default: break;
     }
 }
 
@@ -1157,7 +1116,8 @@ void TCustomWinSocket::CMDeferFree()
 void TCustomWinSocket::DeferFree()
 {
     if (FHandle)
-        QCoreApplication::postEvent(FHandle, new QEvent(static_cast<QEvent::Type>(QEvent::User + CM_DEFERFREE)));
+        QCoreApplication::postEvent(FHandle,
+                                    new QEvent(static_cast<QEvent::Type>(QEvent::User + CM_DEFERFREE)));
 }
 
 void TCustomWinSocket::Accept(TSocket) {}

@@ -100,12 +100,17 @@ enum TAsyncStyle : std::uint8_t { asRead, asWrite, asOOB, asAccept, asConnect, a
 // Bits() is the network-event mask: asRead = FD_READ ... asClose = FD_CLOSE.
 using TAsyncStyles = TSet<TAsyncStyle>;
 enum TSocketEvent : std::uint8_t {
-    seLookup, seConnecting, seConnect, seDisconnect, seListen, seAccept, seWrite, seRead
+    seLookup,
+    seConnecting,
+    seConnect,
+    seDisconnect,
+    seListen,
+    seAccept,
+    seWrite,
+    seRead
 };
 enum TLookupState : std::uint8_t { lsIdle, lsLookupAddress, lsLookupService };
-enum TErrorEvent : std::uint8_t {
-    eeGeneral, eeSend, eeReceive, eeConnect, eeDisconnect, eeAccept, eeLookup
-};
+enum TErrorEvent : std::uint8_t { eeGeneral, eeSend, eeReceive, eeConnect, eeDisconnect, eeAccept, eeLookup };
 
 // The unit's texts. Arguments: sWindowsSocketError (system text, code, operation),
 // sAsyncSocketError (code), sSocketIOError (sSocketRead or sSocketWrite, code, system text).
@@ -133,13 +138,15 @@ class TServerClientWinSocket;
 class TServerClientThread;
 class TSocketWindow;
 
-using TSocketEventEvent = std::function<void(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent)>;
-using TSocketErrorEvent =
-    std::function<void(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode)>;
+using TSocketEventEvent =
+    std::function<void(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent)>;
+using TSocketErrorEvent = std::function<void(TObject *Sender, TCustomWinSocket *Socket,
+                                             TErrorEvent ErrorEvent, std::int32_t &ErrorCode)>;
 using TSocketNotifyEvent = std::function<void(TObject *Sender, TCustomWinSocket *Socket)>;
-using TGetSocketEvent = std::function<void(TObject *Sender, TSocket Socket, TServerClientWinSocket *&ClientSocket)>;
-using TGetThreadEvent =
-    std::function<void(TObject *Sender, TServerClientWinSocket *ClientSocket, TServerClientThread *&SocketThread)>;
+using TGetSocketEvent =
+    std::function<void(TObject *Sender, TSocket Socket, TServerClientWinSocket *&ClientSocket)>;
+using TGetThreadEvent = std::function<void(TObject *Sender, TServerClientWinSocket *ClientSocket,
+                                           TServerClientThread *&SocketThread)>;
 using TThreadNotifyEvent = std::function<void(TObject *Sender, TServerClientThread *Thread)>;
 
 // The process-wide socket error procedure; see CheckSocketResult.
@@ -376,7 +383,8 @@ private:
     void DoTerminate();
     bool ReleaseClient();
     void HandleEvent(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent);
-    void HandleError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode);
+    void HandleError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
+                     std::int32_t &ErrorCode);
 
     std::atomic<TServerClientWinSocket *> FClientSocket{nullptr};
     TServerWinSocket *FServerSocket = nullptr;
@@ -441,7 +449,8 @@ private:
     void AddThread(TServerClientThread *AThread);
     void RemoveThread(TServerClientThread *AThread);
     void ClientEvent(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent);
-    void ClientError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode);
+    void ClientError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
+                     std::int32_t &ErrorCode);
     void StopClients();
 
     TServerType FServerType = stNonBlocking;

@@ -38,7 +38,9 @@ TAbstractSocket::TAbstractSocket(QObject *AOwner) : QObject(AOwner) {}
 
 void TAbstractSocket::InitSocket(TCustomWinSocket *Socket)
 {
-    Socket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) { DoEvent(Sender, S, E); };
+    Socket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
+        DoEvent(Sender, S, E);
+    };
     Socket->OnErrorEvent = [this](TObject *Sender, TCustomWinSocket *S, TErrorEvent E, std::int32_t &Code) {
         DoError(Sender, S, E, Code);
     };
@@ -49,7 +51,8 @@ void TAbstractSocket::DoEvent(TObject *, TCustomWinSocket *Socket, TSocketEvent 
     Event(Socket, SocketEvent);
 }
 
-void TAbstractSocket::DoError(TObject *, TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode)
+void TAbstractSocket::DoError(TObject *, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
+                              std::int32_t &ErrorCode)
 {
     Error(Socket, ErrorEvent, ErrorCode);
 }
@@ -104,12 +107,8 @@ void TCustomSocket::Event(TCustomWinSocket *Socket, TSocketEvent SocketEvent)
 {
     TSocketNotifyEvent *slot = nullptr;
     switch (SocketEvent) {
-    case seLookup:
-        slot = &OnLookup;
-        break;
-    case seConnecting:
-        slot = &OnConnecting;
-        break;
+    case seLookup: slot = &OnLookup; break;
+    case seConnecting: slot = &OnConnecting; break;
     case seConnect:
         FActive = true;
         slot = &OnConnect;
@@ -122,15 +121,9 @@ void TCustomSocket::Event(TCustomWinSocket *Socket, TSocketEvent SocketEvent)
         FActive = true;
         slot = &OnListen;
         break;
-    case seAccept:
-        slot = &OnAccept;
-        break;
-    case seWrite:
-        slot = &OnWrite;
-        break;
-    case seRead:
-        slot = &OnRead;
-        break;
+    case seAccept: slot = &OnAccept; break;
+    case seWrite: slot = &OnWrite; break;
+    case seRead: slot = &OnRead; break;
     }
     if (slot && *slot)
         (*slot)(this, Socket);
@@ -258,7 +251,8 @@ std::int32_t TWinSocketStream::Write(const void *Buffer, std::int32_t Count)
     // The transfer is one operation with one time-out: pieces go out as the socket takes them
     // until all is sent or the time is up.
     while (sent < Count) {
-        const ssize_t n = ::send(s, data + sent, static_cast<size_t>(Count - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t n =
+            ::send(s, data + sent, static_cast<size_t>(Count - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n > 0) {
             sent += static_cast<std::int32_t>(n);
             continue;
@@ -267,7 +261,8 @@ std::int32_t TWinSocketStream::Write(const void *Buffer, std::int32_t Count)
             continue;
         if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK)
             RaiseIOError(sSocketWrite, errno);
-        const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+        const auto left =
+            std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
         if (left <= 0 || WaitReady(s, POLLOUT, left) <= 0)
             break;
     }

@@ -246,8 +246,9 @@ std::int32_t TServerWinSocket::ActiveThreads()
 std::int32_t TServerWinSocket::IdleThreads()
 {
     std::lock_guard<std::recursive_mutex> lock(FListLock);
-    return static_cast<std::int32_t>(std::count_if(FActiveThreads.begin(), FActiveThreads.end(),
-                                                   [](TServerClientThread *t) { return !t->ClientSocket(); }));
+    return static_cast<std::int32_t>(
+        std::count_if(FActiveThreads.begin(), FActiveThreads.end(),
+                      [](TServerClientThread *t) { return !t->ClientSocket(); }));
 }
 
 std::vector<TServerClientThread *> TServerWinSocket::Threads()
@@ -282,30 +283,23 @@ void TServerWinSocket::AddThread(TServerClientThread *AThread)
 void TServerWinSocket::RemoveThread(TServerClientThread *AThread)
 {
     std::lock_guard<std::recursive_mutex> lock(FListLock);
-    FActiveThreads.erase(std::remove(FActiveThreads.begin(), FActiveThreads.end(), AThread), FActiveThreads.end());
+    FActiveThreads.erase(std::remove(FActiveThreads.begin(), FActiveThreads.end(), AThread),
+                         FActiveThreads.end());
 }
 
 void TServerWinSocket::ClientEvent(TObject *, TCustomWinSocket *Socket, TSocketEvent SocketEvent)
 {
     switch (SocketEvent) {
-    case seConnect:
-        ClientConnect(Socket);
-        break;
-    case seDisconnect:
-        ClientDisconnect(Socket);
-        break;
-    case seRead:
-        ClientRead(Socket);
-        break;
-    case seWrite:
-        ClientWrite(Socket);
-        break;
-    default:
-        break;
+    case seConnect: ClientConnect(Socket); break;
+    case seDisconnect: ClientDisconnect(Socket); break;
+    case seRead: ClientRead(Socket); break;
+    case seWrite: ClientWrite(Socket); break;
+    default: break;
     }
 }
 
-void TServerWinSocket::ClientError(TObject *, TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode)
+void TServerWinSocket::ClientError(TObject *, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
+                                   std::int32_t &ErrorCode)
 {
     ClientErrorEvent(Socket, ErrorEvent, ErrorCode);
 }
@@ -336,7 +330,8 @@ void TServerWinSocket::ClientWrite(TCustomWinSocket *Socket)
         OnClientWrite(this, Socket);
 }
 
-void TServerWinSocket::ClientErrorEvent(TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode)
+void TServerWinSocket::ClientErrorEvent(TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
+                                        std::int32_t &ErrorCode)
 {
     if (OnClientError)
         OnClientError(this, Socket, ErrorEvent, ErrorCode);
@@ -404,7 +399,9 @@ void TServerClientThread::ReActivate(TServerClientWinSocket *ASocket)
     FServerSocket = ASocket->ServerWinSocket();
     if (FServerSocket)
         FServerSocket->AddThread(this);
-    ASocket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) { HandleEvent(Sender, S, E); };
+    ASocket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
+        HandleEvent(Sender, S, E);
+    };
     ASocket->OnErrorEvent = [this](TObject *Sender, TCustomWinSocket *S, TErrorEvent E, std::int32_t &Code) {
         HandleError(Sender, S, E, Code);
     };
@@ -520,7 +517,8 @@ void TServerClientThread::HandleEvent(TObject *, TCustomWinSocket *, TSocketEven
     Event(SocketEvent);
 }
 
-void TServerClientThread::HandleError(TObject *, TCustomWinSocket *, TErrorEvent ErrorEvent, std::int32_t &ErrorCode)
+void TServerClientThread::HandleError(TObject *, TCustomWinSocket *, TErrorEvent ErrorEvent,
+                                      std::int32_t &ErrorCode)
 {
     Error(ErrorEvent, ErrorCode);
 }
@@ -579,16 +577,11 @@ void TCustomServerSocket::DoActivate(bool Value)
 TSocketNotifyEvent *TCustomServerSocket::ClientEventSlot(int Index) const
 {
     switch (Index) {
-    case 0:
-        return &FServerSocket->OnClientRead;
-    case 1:
-        return &FServerSocket->OnClientWrite;
-    case 2:
-        return &FServerSocket->OnClientConnect;
-    case 3:
-        return &FServerSocket->OnClientDisconnect;
-    default:
-        return nullptr;
+    case 0: return &FServerSocket->OnClientRead;
+    case 1: return &FServerSocket->OnClientWrite;
+    case 2: return &FServerSocket->OnClientConnect;
+    case 3: return &FServerSocket->OnClientDisconnect;
+    default: return nullptr;
     }
 }
 

@@ -24,11 +24,18 @@ namespace sockettest {
 
 inline int CountEntries(const char *dir)
 {
-    return static_cast<int>(QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
+    return static_cast<int>(
+        QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
 }
 
-inline int OpenDescriptors() { return CountEntries("/proc/self/fd"); }
-inline int RunningThreads() { return CountEntries("/proc/self/task"); }
+inline int OpenDescriptors()
+{
+    return CountEntries("/proc/self/fd");
+}
+inline int RunningThreads()
+{
+    return CountEntries("/proc/self/task");
+}
 
 // Runs the event loop (and waiting Synchronize calls) until pred holds or timeoutMs passed.
 inline bool WaitUntil(const std::function<bool()> &pred, int timeoutMs = 5000)

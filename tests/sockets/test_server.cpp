@@ -36,7 +36,9 @@ void StartThreadBlocking(TWNServerSocket &s)
 // A client connection that tells when it is freed.
 struct ProbeClient : TServerClientWinSocket {
     bool *Freed;
-    ProbeClient(TSocket s, TServerWinSocket *server, bool *freed) : TServerClientWinSocket(s, server), Freed(freed) {}
+    ProbeClient(TSocket s, TServerWinSocket *server, bool *freed)
+        : TServerClientWinSocket(s, server), Freed(freed)
+    {}
     ~ProbeClient() override { *Freed = true; }
 };
 
@@ -70,8 +72,7 @@ class BusyThread : public TServerClientThread
 public:
     BusyThread(TServerClientWinSocket *s, std::atomic<int> *inPass)
         : TServerClientThread(true, s), InPass(inPass)
-    {
-    }
+    {}
     std::atomic<int> *InPass;
 
 protected:
@@ -155,7 +156,9 @@ TEST_F(SocketTest, NonBlockingServerAndClientExchangeData)
 {
     TWNServerSocket server;
     std::vector<QString> log;
-    auto note = [&log](const QString &what) { return [&log, what](TObject *, TCustomWinSocket *) { log.push_back(what); }; };
+    auto note = [&log](const QString &what) {
+        return [&log, what](TObject *, TCustomWinSocket *) { log.push_back(what); };
+    };
     server.OnListen = note("server Listen");
     server.OnAccept = note("server Accept");
     server.SetOnClientEvent(2, note("server ClientConnect"));
@@ -319,7 +322,8 @@ TEST_F(SocketTest, ThreadCacheKeepsTenAndTheEleventhThreadEnds)
 
     for (int fd : peers)
         ::close(fd);
-    ASSERT_TRUE(WaitUntil([&] { return core->IdleThreads() == 10 && core->Threads().size() == 10 && ended == 1; }));
+    ASSERT_TRUE(
+        WaitUntil([&] { return core->IdleThreads() == 10 && core->Threads().size() == 10 && ended == 1; }));
     EXPECT_EQ(core->ActiveThreads(), 0);
     EXPECT_EQ(core->ActiveConnections(), 0);
     EXPECT_EQ(core->Threads(), std::vector<TServerClientThread *>(threads.begin(), threads.begin() + 10));

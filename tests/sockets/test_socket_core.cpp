@@ -80,7 +80,8 @@ TEST(SocketErrors, CheckSocketResultRaisesOrCallsTheErrorProc)
         CheckSocketResult(-1, QStringLiteral("connect"));
         FAIL() << "no exception";
     } catch (const ESocketError &e) {
-        EXPECT_EQ(e.Message(), sWindowsSocketError.arg(winsock::SysErrorMessage(10061)).arg(10061).arg("connect"));
+        EXPECT_EQ(e.Message(),
+                  sWindowsSocketError.arg(winsock::SysErrorMessage(10061)).arg(10061).arg("connect"));
     }
 
     ErrorProcCalls.clear();
@@ -364,12 +365,14 @@ TEST_F(SocketTest, SendStreamResumesExactlyAfterAWouldBlockSend)
     // A slow reader: small reads with the event loop running between them.
     std::string received;
     char buf[8192];
-    WaitUntil([&] {
-        const ssize_t n = ::recv(server, buf, sizeof buf, MSG_DONTWAIT);
-        if (n > 0)
-            received.append(buf, static_cast<std::size_t>(n));
-        return received.size() >= std::size_t(data.size());
-    }, 30000);
+    WaitUntil(
+        [&] {
+            const ssize_t n = ::recv(server, buf, sizeof buf, MSG_DONTWAIT);
+            if (n > 0)
+                received.append(buf, static_cast<std::size_t>(n));
+            return received.size() >= std::size_t(data.size());
+        },
+        30000);
     ASSERT_EQ(received.size(), std::size_t(data.size()));
     EXPECT_TRUE(received == data.toStdString());
     EXPECT_EQ(s.PendingSendStream(), nullptr);
@@ -438,7 +441,8 @@ TEST_F(SocketTest, ListenQueueIsCappedAtFive)
         ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len);
         sockaddr_in peerAddr{};
         socklen_t plen = sizeof peerAddr;
-        if (::poll(&p, 1, 0) == 1 && err == 0 && ::getpeername(fd, reinterpret_cast<sockaddr *>(&peerAddr), &plen) == 0)
+        if (::poll(&p, 1, 0) == 1 && err == 0 &&
+            ::getpeername(fd, reinterpret_cast<sockaddr *>(&peerAddr), &plen) == 0)
             ++established;
     }
     EXPECT_LE(established, 6);
