@@ -281,22 +281,27 @@ TEST_F(SocketTest, StreamHoldsTheSocketLockAcrossTheTransfer)
     c.SetPort(peer.Port);
     c.Open();
     const int server = peer.Accept();
-    TWinSocketStream stream(c.Socket(), 400);
+    TWinSocketStream stream(c.Socket(), 10000);
     std::atomic<bool> inRead{false};
-    std::atomic<bool> readDone{false};
+    std::atomic<bool> sent{false};
     std::thread reader([&] {
         char b[8];
         inRead = true;
-        stream.Read(b, sizeof b); // nothing comes: waits out its time-out holding the lock
-        readDone = true;
+        stream.Read(b, sizeof b); // waits for the peer's byte holding the lock
+    });
+    std::thread sender([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        sent = true;
+        SendAll(server, "x");
     });
     while (!inRead)
         std::this_thread::yield();
-    // Well inside the reader's wait, the lock is taken only once the read has ended.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // Asked for well inside the reader's wait, the lock comes only once the byte ended the read.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     c.Socket()->Lock();
-    EXPECT_TRUE(readDone.load());
+    EXPECT_TRUE(sent.load());
     c.Socket()->Unlock();
+    sender.join();
     reader.join();
     ::close(server);
 }
