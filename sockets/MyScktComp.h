@@ -598,8 +598,9 @@ public:
     explicit TWNServerSocket(QObject *AOwner = nullptr);
 };
 
-// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds and
-// returns 0 when it did not complete. The socket's lock is held across each transfer.
+// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds. Read
+// returns 0 when nothing came in time (or the peer closed; WaitForData tells them apart), Write
+// the bytes the socket took in time. The socket's lock is held across each transfer.
 class TWinSocketStream : public QIODevice
 {
     Q_OBJECT

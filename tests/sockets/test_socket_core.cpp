@@ -555,3 +555,31 @@ TEST_F(SocketTest, DeferFreeFreesFromTheEventLoop)
     EXPECT_FALSE(freed);
     ASSERT_TRUE(WaitUntil([&] { return freed; }));
 }
+
+TEST_F(SocketTest, TheStyleByteSelectsTheNotifications)
+{
+    RawListener peer;
+    TClientWinSocket s(INVALID_SOCKET);
+    Recorder r;
+    r.Hook(s);
+    s.SetAsyncStyles(TAsyncStyles{asRead, asConnect, asClose});
+    EXPECT_EQ(s.ASyncStyles().Bits(), std::uint64_t(FD_READ | FD_CONNECT | FD_CLOSE));
+    s.Open("", "127.0.0.1", "", peer.Port, false);
+    ASSERT_TRUE(WaitUntil([&] { return s.Connected(); }));
+    const int server = peer.Accept();
+    SendAll(server, "x");
+    ASSERT_TRUE(WaitUntil([&] { return r.Count(seRead) == 1; }));
+    EXPECT_EQ(r.Count(seWrite), 0);
+    EXPECT_EQ(s.ReceiveText(), "x");
+
+    // Switching to blocking cancels the notifications: the next data raises nothing.
+    s.SetAsyncStyles(TAsyncStyles{});
+    SendAll(server, "y");
+    Pump(50);
+    EXPECT_EQ(r.Count(seRead), 1);
+    char c = 0;
+    EXPECT_EQ(s.ReceiveBuf(&c, 1), 1); // blocking again: waits for the byte
+    EXPECT_EQ(c, 'y');
+    s.Close();
+    ::close(server);
+}
