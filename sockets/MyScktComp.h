@@ -379,6 +379,7 @@ protected:
     bool EndConnect();
 
 private:
+    friend class TServerWinSocket;
     void DoHandleException();
     void DoTerminate();
     bool ReleaseClient();
@@ -391,6 +392,8 @@ private:
     std::exception_ptr FException;
     TSimpleEvent FEvent;
     std::atomic<bool> FKeepInCache{false};
+    // Decided to end (under the server's list lock): no longer handed connections.
+    bool FLeaving = false;
 };
 
 // The listening socket of a server, with its connections and (thread-blocking) its threads.

@@ -202,7 +202,7 @@ TServerClientThread *TServerWinSocket::GetServerThread(TServerClientWinSocket *C
     {
         std::lock_guard<std::recursive_mutex> lock(FListLock);
         for (TServerClientThread *thread : FActiveThreads) {
-            if (!thread->ClientSocket()) {
+            if (!thread->ClientSocket() && !thread->FLeaving) {
                 thread->ReActivate(ClientSocket);
                 return thread;
             }
@@ -469,8 +469,8 @@ bool TServerClientThread::ReleaseClient()
         else
             client = nullptr;
         leave = Terminated() || !KeepInCache();
-        if (leave)
-            FServerSocket->RemoveThread(this);
+        // It stays in the list until it has ended, so that the server waits for it.
+        FLeaving = leave;
     }
     delete client;
     return leave;

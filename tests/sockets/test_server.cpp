@@ -471,7 +471,9 @@ TEST_F(SocketTest, TwoHundredConcurrentClientsAreAllServed)
     EXPECT_EQ(served, clients);
     for (int fd : peers)
         ::close(fd);
-    ASSERT_TRUE(WaitUntil([&] { return server.Socket()->ActiveThreads() == 0; }, 20000));
+    ASSERT_TRUE(WaitUntil(
+        [&] { return server.Socket()->ActiveThreads() == 0 && server.Socket()->Threads().size() == 10; },
+        20000));
     EXPECT_EQ(server.Socket()->IdleThreads(), 10);
     server.Close();
 }
@@ -501,4 +503,26 @@ TEST_F(SocketTest, NonBlockingServerKeepsUpWithAFloodingPeer)
     EXPECT_GT(reads, 4000);
     ::close(peer);
     ASSERT_TRUE(WaitUntil([&] { return server.Socket()->ActiveConnections() == 0; }));
+}
+
+TEST_F(SocketTest, StoppingTheServerWaitsForAnEndingWorker)
+{
+    TWNServerSocket server;
+    server.SetThreadCacheSize(0);
+    std::atomic<bool> inEnd{false}, endDone{false};
+    server.SetOnThreadEnd([&](TObject *Sender, TServerClientThread *) {
+        EXPECT_EQ(Sender, static_cast<TObject *>(server.Socket()));
+        inEnd = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        endDone = true;
+    });
+    StartThreadBlocking(server);
+    const int peer = RawConnect(ListeningPort(server));
+    ASSERT_TRUE(WaitUntil([&] { return server.Socket()->ActiveThreads() == 1; }));
+    ::close(peer);
+    ASSERT_TRUE(WaitUntil([&] { return inEnd.load(); }));
+    // The uncached worker is on its way out, but still the server's to wait for.
+    server.Close();
+    EXPECT_TRUE(endDone.load());
+    EXPECT_TRUE(server.Socket()->Threads().empty());
 }
