@@ -224,18 +224,27 @@ std::int32_t TWinSocketStream::Read(void *Buffer, std::int32_t Count)
     const TSocket s = FSocket->SocketHandle();
     if (s == INVALID_SOCKET)
         RaiseIOError(sSocketRead, EBADF);
-    const int ready = WaitReady(s, POLLIN, std::int64_t(FTimeout) * 1000);
-    if (ready <= 0)
+    const size_t count = static_cast<size_t>(Count < 0 ? 0 : Count);
+    // Takes what is waiting; -1 when nothing is.
+    auto receive = [&]() -> std::int32_t {
+        for (;;) {
+            const ssize_t n = ::recv(s, Buffer, count, MSG_DONTWAIT);
+            if (n >= 0)
+                return static_cast<std::int32_t>(n);
+            if (errno == EAGAIN || errno == EWOULDBLOCK)
+                return -1;
+            if (errno != EINTR)
+                RaiseIOError(sSocketRead, errno);
+        }
+    };
+    // Data already there is taken at once; the poll with the time-out is for an empty socket.
+    std::int32_t n = receive();
+    if (n >= 0)
+        return n;
+    if (WaitReady(s, POLLIN, std::int64_t(FTimeout) * 1000) <= 0)
         return 0;
-    for (;;) {
-        const ssize_t n = ::recv(s, Buffer, static_cast<size_t>(Count < 0 ? 0 : Count), MSG_DONTWAIT);
-        if (n >= 0)
-            return static_cast<std::int32_t>(n);
-        if (errno == EAGAIN || errno == EWOULDBLOCK)
-            return 0;
-        if (errno != EINTR)
-            RaiseIOError(sSocketRead, errno);
-    }
+    n = receive();
+    return n < 0 ? 0 : n;
 }
 
 std::int32_t TWinSocketStream::Write(const void *Buffer, std::int32_t Count)
