@@ -2,12 +2,7 @@
 
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
-#include "framework/Threads.h"
 
-#include <QThread>
-
-#include <atomic>
-#include <chrono>
 #include <thread>
 
 using namespace wn;
@@ -62,14 +57,6 @@ TEST_F(ErrorMsgTest, EveryKindShowsItsBoxWithHelpContextAndOnlyAbortsStop)
     }
 }
 
-TEST_F(ErrorMsgTest, ProgressLeavesASetStopFlagAlone)
-{
-    rechenabbruch = true;
-    Log_Event_Obj->ErrorMsg(QStringLiteral("50 %"), clog_Progress, 0, 0, nullptr);
-    EXPECT_TRUE(rechenabbruch);
-    EXPECT_TRUE(Boxes().empty());
-}
-
 TEST_F(ErrorMsgTest, KV_ELOGShowsBoxesFromTheStartAndNoErrorMsgSilencesIt)
 {
     KV_ELOG(QStringLiteral("Disk nearly full"), clog_warning, 12, 3, nullptr);
@@ -82,41 +69,6 @@ TEST_F(ErrorMsgTest, KV_ELOGShowsBoxesFromTheStartAndNoErrorMsgSilencesIt)
         KV_ELOG(QStringLiteral("quiet"), static_cast<TLogStatus>(art), 1, 1, nullptr);
     EXPECT_EQ(Boxes().size(), 1u);
     EXPECT_FALSE(rechenabbruch);
-}
-
-// The worker's box is shown by the GUI thread (where widgets may live) while the worker waits,
-// and the worker sees the stop flag as soon as ErrorMsg returns.
-TEST_F(ErrorMsgTest, AnAbortFromAWorkerShowsItsBoxInTheGuiThread)
-{
-    class TThreadNotingUi : public TRecordingUiServices
-    {
-    public:
-        int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int help) override
-        {
-            BoxThread = std::this_thread::get_id();
-            return TRecordingUiServices::MessageDlg(text, kind, buttons, help);
-        }
-        std::thread::id BoxThread;
-    } ui;
-    TUiServicesScope scope(ui);
-
-    std::atomic<bool> done{false};
-    bool stopSeen = false;
-    std::thread worker([&] {
-        Log_Event_Obj->ErrorMsg(QStringLiteral("Out of memory"), clog_abbruch, 40, 0, nullptr);
-        stopSeen = rechenabbruch;
-        done = true;
-    });
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!done && std::chrono::steady_clock::now() < deadline) {
-        TThread::CheckSynchronize();
-        std::this_thread::yield();
-    }
-    worker.join();
-    EXPECT_TRUE(stopSeen);
-    EXPECT_EQ(ui.BoxThread, std::this_thread::get_id());
-    ASSERT_EQ(ui.CallsOf(QStringLiteral("MessageDlg")).size(), 1u);
-    EXPECT_EQ(ui.CallsOf(QStringLiteral("MessageDlg"))[0].Kind, mtError);
 }
 
 // The stop flags are written by one thread and polled by another without any lock.
@@ -258,15 +210,6 @@ TEST_F(MyFormatTest, ABadPatternShowsAWarningBoxByDefaultAndSurvivesAnEmptySlot)
 }
 
 using LifecycleTest = LogEventFixture;
-
-TEST_F(LifecycleTest, TErrorHandlerStoresItsCoordinates)
-{
-    const TErrorHandler h(3.25, -7.5);
-    EXPECT_EQ(h.X, 3.25);
-    EXPECT_EQ(h.Y, -7.5);
-    EXPECT_EQ(h.ObjNr, 0);
-    EXPECT_EQ(h.SubKind, 0);
-}
 
 TEST_F(LifecycleTest, ADispatcherFreesUndeliveredEventsWithoutDeliveringThem)
 {
