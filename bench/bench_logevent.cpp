@@ -41,8 +41,7 @@ QString WorkerText(int worker)
     return QStringLiteral("Tile %1 computed").arg(worker);
 }
 
-template <typename Raise>
-std::vector<std::thread> StartWorkers(Raise raise)
+template <typename Raise> std::vector<std::thread> StartWorkers(Raise raise)
 {
     std::vector<std::thread> threads;
     for (int w = 0; w < kWorkers; ++w)
@@ -84,9 +83,8 @@ void BM_ProcessLogEventsOnTimer(benchmark::State &state)
     const TLog_Event previous = KV_ELOG;
     for (auto _ : state) {
         TSink sink;
-        KV_ELOG = [&sink](const QString &text, TLogStatus art, std::int32_t help, std::int32_t key, TObject *obj) {
-            sink.Take(text, art, help, key, obj);
-        };
+        KV_ELOG = [&sink](const QString &text, TLogStatus art, std::int32_t help, std::int32_t key,
+                          TObject *obj) { sink.Take(text, art, help, key, obj); };
         Log_Event_Obj->InitThreadLogEvent();
         QEventLoop loop;
         QTimer timer;

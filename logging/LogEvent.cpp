@@ -33,16 +33,13 @@ TMsgDlgType BoxKind(TLogStatus art)
 {
     switch (art) {
     case clog_abbruch:
-    case clog_userbreak:
-        return mtError;
+    case clog_userbreak: return mtError;
     // A caught exception and an error are deliberately shown as warnings.
     case clog_warning:
     case clog_except:
     case clog_exProtok:
-    case clog_Error:
-        return mtWarning;
-    default:
-        return mtInformation;
+    case clog_Error: return mtWarning;
+    default: return mtInformation;
     }
 }
 

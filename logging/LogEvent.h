@@ -64,8 +64,7 @@ public:
     TLogEventData(const QString &AText, TLogStatus AArt, std::int32_t AHelpContext, std::int32_t AObjKey,
                   TObject *AAObj)
         : FText(AText), FArt(AArt), HelpContext(AHelpContext), ObjKey(AObjKey), AObj(AAObj)
-    {
-    }
+    {}
 
     QString FText;
     TLogStatus FArt;

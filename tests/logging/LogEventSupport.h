@@ -34,12 +34,13 @@ class TEventRecorder
 public:
     TLog_Event Handler()
     {
-        return [this](const QString &text, TLogStatus art, std::int32_t help, std::int32_t key, TObject *obj) {
-            // A deep copy, so that a test can still see whether the dispatcher let go of the text.
-            const QString copy(text.constData(), text.size());
-            std::lock_guard<std::mutex> lock(FLock);
-            FEvents.push_back({copy, art, help, key, obj, std::this_thread::get_id()});
-        };
+        return
+            [this](const QString &text, TLogStatus art, std::int32_t help, std::int32_t key, TObject *obj) {
+                // A deep copy, so that a test can still see whether the dispatcher let go of the text.
+                const QString copy(text.constData(), text.size());
+                std::lock_guard<std::mutex> lock(FLock);
+                FEvents.push_back({copy, art, help, key, obj, std::this_thread::get_id()});
+            };
     }
 
     std::vector<TDelivered> Events() const

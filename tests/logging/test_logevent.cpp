@@ -28,14 +28,22 @@ TEST_F(ErrorMsgTest, EveryKindShowsItsBoxWithHelpContextAndOnlyAbortsStop)
         bool Stops;
     };
     const Expectation table[] = {
-        {clog_protok, true, mtInformation, false},     {clog_abbruch, true, mtError, true},
-        {clog_warning, true, mtWarning, false},        {clog_userbreak, true, mtError, true},
-        {clog_except, true, mtWarning, false},         {clog_exProtok, true, mtWarning, false},
-        {clog_KVSResult, true, mtInformation, false},  {clog_Progress, false, mtInformation, false},
-        {clog_refreshGraphic, true, mtInformation, false}, {clog_CheckPause, true, mtInformation, false},
-        {clog_SetPause, true, mtInformation, false},   {clog_Step, true, mtInformation, false},
-        {clog_Hint, true, mtInformation, false},       {clog_TileProgress, true, mtInformation, false},
-        {clog_Error, true, mtWarning, false},          {15, true, mtInformation, false},
+        {clog_protok, true, mtInformation, false},
+        {clog_abbruch, true, mtError, true},
+        {clog_warning, true, mtWarning, false},
+        {clog_userbreak, true, mtError, true},
+        {clog_except, true, mtWarning, false},
+        {clog_exProtok, true, mtWarning, false},
+        {clog_KVSResult, true, mtInformation, false},
+        {clog_Progress, false, mtInformation, false},
+        {clog_refreshGraphic, true, mtInformation, false},
+        {clog_CheckPause, true, mtInformation, false},
+        {clog_SetPause, true, mtInformation, false},
+        {clog_Step, true, mtInformation, false},
+        {clog_Hint, true, mtInformation, false},
+        {clog_TileProgress, true, mtInformation, false},
+        {clog_Error, true, mtWarning, false},
+        {15, true, mtInformation, false},
         {255, true, mtInformation, false},
     };
     for (const Expectation &e : table) {

@@ -76,8 +76,8 @@ TEST_F(QueuedModeTest, AWorkersAbortOvertakesItsQueuedEvents)
 
     Log_Event_Obj->ProcessLogEvents();
     const auto events = Rec.Events();
-    ASSERT_EQ(Rec.Texts(), (QStringList{QStringLiteral("stop"), QStringLiteral("start"), QStringLiteral("hint"),
-                                        QStringLiteral("careful")}));
+    ASSERT_EQ(Rec.Texts(), (QStringList{QStringLiteral("stop"), QStringLiteral("start"),
+                                        QStringLiteral("hint"), QStringLiteral("careful")}));
     const TLogStatus arts[] = {clog_abbruch, clog_protok, clog_Hint, clog_warning};
     const int help[] = {2, 1, 3, 4};
     for (int i = 0; i < 4; ++i) {
@@ -191,11 +191,12 @@ TEST_F(QueuedModeTest, AThrowingHandlerEndsTheDrainFreesItsEventAndReleasesTheLo
     EXPECT_EQ(Log_Event_Obj->QueueCount(), 1);
 
     // Another thread can append again only if the drain let go of the lock.
-    auto late = std::async(std::launch::async, [] { KV_ELOG(QStringLiteral("late"), clog_Step, 0, 0, nullptr); });
+    auto late =
+        std::async(std::launch::async, [] { KV_ELOG(QStringLiteral("late"), clog_Step, 0, 0, nullptr); });
     ASSERT_EQ(late.wait_for(std::chrono::seconds(30)), std::future_status::ready);
     Log_Event_Obj->ProcessLogEvents();
-    EXPECT_EQ(Rec.Texts(), (QStringList{QStringLiteral("good"), QStringLiteral("bad one"), QStringLiteral("rest"),
-                                        QStringLiteral("late")}));
+    EXPECT_EQ(Rec.Texts(), (QStringList{QStringLiteral("good"), QStringLiteral("bad one"),
+                                        QStringLiteral("rest"), QStringLiteral("late")}));
 }
 
 TEST_F(QueuedModeTest, ReleaseDeliversWhatIsLeftThenRestoresDirectDelivery)
