@@ -1,7 +1,9 @@
 #pragma once
 // Number and text helpers with the behaviour of the host runtime the package was written for:
 // Format, FormatFloat, FloatToStrF, StrToInt/StrToFloat and friends. Separators and date
-// formats come from one FormatSettings object.
+// formats come from one FormatSettings object. Decimal rounding is half away from zero on the
+// double's exact decimal expansion, keeping at most 18 significant digits. None of these routines
+// throws anything but EConvertError, whatever the input.
 
 #include <QChar>
 #include <QDateTime>
@@ -22,18 +24,22 @@ struct TFormatSettings {
     QChar ThousandSeparator = QLatin1Char(',');
     QChar DateSeparator = QLatin1Char('/');
     QChar TimeSeparator = QLatin1Char(':');
-    // Date and time patterns in the runtime's tokens: d dd m mm yy yyyy h hh n nn s ss;
-    // "/" and ":" stand for DateSeparator and TimeSeparator.
+    // Date and time patterns in the runtime's tokens: d dd ddd dddd m mm mmm mmmm yy yyyy h hh
+    // n nn s ss z zzz am/pm a/p (m right after an hour means minutes); "/" and ":" stand for
+    // DateSeparator and TimeSeparator; text in quotes is copied.
     QString ShortDateFormat = QStringLiteral("dd/mm/yyyy");
     QString LongTimeFormat = QStringLiteral("hh:nn:ss");
 
+    // Separators and the short date and long time patterns of a Qt locale, translated into the
+    // runtime's tokens (the runtime has no time-zone token, so it is left out).
     static TFormatSettings FromLocale(const QLocale &locale);
 };
 
 // The process-wide settings, initialised from QLocale::system() on first use.
 TFormatSettings &FormatSettings();
 
-// Floating point to text.
+// Floating point to text. NaN and the infinities give "NAN", "INF" and "-INF"; ffCurrency is
+// written like ffNumber, since the settings carry no currency symbol.
 QString FloatToStrF(double value, TFloatFormat format, int precision, int digits);
 QString FloatToStrF(double value, TFloatFormat format, int precision, int digits, const TFormatSettings &fs);
 QString FloatToStr(double value);
@@ -61,7 +67,8 @@ QString Trim(const QString &text);
 QString UpperCase(const QString &text);
 // ASCII case-insensitive comparison: < 0, 0 or > 0.
 int CompareText(const QString &a, const QString &b);
-// ShortDateFormat + " " + LongTimeFormat.
+// ShortDateFormat + " " + LongTimeFormat, without the time when it is midnight. An invalid
+// value stands for the runtime's day zero, 30 December 1899.
 QString DateTimeToStr(const QDateTime &dateTime);
 QString DateTimeToStr(const QDateTime &dateTime, const TFormatSettings &fs);
 

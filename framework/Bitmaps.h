@@ -1,0 +1,29 @@
+#pragma once
+// Glyph bitmaps: the package's bitmap resources by name, the transparent-colour convention of
+// glyphs, the engraved look of a disabled glyph and the dotted focus rectangle.
+
+#include <QColor>
+#include <QImage>
+#include <QString>
+
+class QPainter;
+class QRect;
+
+namespace wn {
+
+// The bitmap resource `name` of the package (":/bitmaps/<NAME>.png"); resource names are not
+// case-sensitive. A null image when there is none.
+QImage LoadBitmap(const QString &name);
+
+// An ARGB copy of `image` in which every pixel of colour `transparent` is fully transparent.
+QImage WithTransparentColor(const QImage &image, QColor transparent);
+
+// The disabled look of a glyph that has no disabled picture of its own: its dark pixels in the
+// shadow colour over a copy in the highlight colour one pixel down and to the right.
+QImage EngravedGlyph(const QImage &glyph, QColor shadow, QColor highlight);
+
+// A dotted rectangle along the inside of `rect` (every other pixel, starting at the top-left
+// corner), as the system draws a keyboard focus mark.
+void DrawFocusRect(QPainter &painter, const QRect &rect, QColor colour);
+
+} // namespace wn

@@ -1,0 +1,367 @@
+#include "grid/FileIO.h"
+
+#include "framework/CodePages.h"
+#include "framework/Exceptions.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+namespace wn {
+
+namespace {
+
+constexpr std::int64_t cSkipPiece = 1000;
+constexpr std::uint16_t cLongHeadLen = 6;
+constexpr int cHeaderDataLen = 10;
+
+void PutU16(char *p, std::uint16_t v)
+{
+    p[0] = char(v & 0xFF);
+    p[1] = char(v >> 8);
+}
+
+void PutU32(char *p, std::uint32_t v)
+{
+    for (int i = 0; i < 4; ++i)
+        p[i] = char((v >> (8 * i)) & 0xFF);
+}
+
+std::uint16_t GetU16(const char *p)
+{
+    return std::uint16_t(std::uint8_t(p[0]) | (std::uint8_t(p[1]) << 8));
+}
+
+std::uint32_t GetU32(const char *p)
+{
+    std::uint32_t v = 0;
+    for (int i = 3; i >= 0; --i)
+        v = (v << 8) | std::uint8_t(p[i]);
+    return v;
+}
+
+// The extension with its dot, from the last dot after the last path separator; empty without.
+QString ExtensionOf(const QString &fileName)
+{
+    const qsizetype slash = fileName.lastIndexOf(QLatin1Char('/'));
+    const qsizetype dot = fileName.lastIndexOf(QLatin1Char('.'));
+    return dot > slash ? fileName.mid(dot) : QString();
+}
+
+} // namespace
+
+TFileIO::TFileIO() = default;
+
+TFileIO::~TFileIO()
+{
+    Close();
+}
+
+void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
+{
+    Close();
+    FFileName = FileName;
+    FID = 0;
+    FLen = 0;
+    FError = false;
+    FErrorCode = 0;
+    FHeadPending = 0;
+    FFile.setFileName(FileName);
+    errno = 0;
+    if (!FFile.open(mode)) {
+        // Qt refuses some files (directories) itself, without an OS error behind it.
+        if (errno)
+            throw EInOutError::FromErrno(errno, FileName);
+        throw EInOutError(QStringLiteral("%1 (%2)").arg(FFile.errorString(), FileName), EIO);
+    }
+}
+
+bool TFileIO::Open(const QString &FileName)
+{
+    OpenFile(FileName, QIODevice::ReadOnly);
+    return true;
+}
+
+bool TFileIO::Make(const QString &FileName)
+{
+    // Unbuffered, so that a write that falls short is seen by the record that made it.
+    OpenFile(FileName, QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    return true;
+}
+
+bool TFileIO::OpenHeader(const QString &FileName, QString &Comment, std::int32_t &Version)
+{
+    Open(FileName);
+    read_datainfo();
+    if (FID != cFileIOHeaderID) {
+        Comment.clear();
+        Version = -1;
+        FFile.seek(0);
+        return !FError;
+    }
+    char header[cHeaderDataLen] = {};
+    read_data(cHeaderDataLen, header);
+    Version = std::int32_t(GetU32(header + 6));
+    read_IDtext(cFileIOCommentID, Comment);
+    return !FError;
+}
+
+bool TFileIO::MakeHeader(const QString &FileName, const QString &Comment, std::int32_t Version)
+{
+    Make(FileName);
+    char header[cHeaderDataLen];
+    header[0] = 'K';
+    header[1] = 'V';
+    const QByteArray ext = ToWin1252(ExtensionOf(FileName).left(4)).leftJustified(4, ' ', true);
+    std::copy(ext.begin(), ext.end(), header + 2);
+    PutU32(header + 6, std::uint32_t(Version));
+    write_data(cFileIOHeaderID, cHeaderDataLen, header);
+    write_text(cFileIOCommentID, Comment);
+    return !FError;
+}
+
+void TFileIO::Close()
+{
+    if (FFile.isOpen())
+        FFile.close();
+}
+
+bool TFileIO::ReadExactly(char *buffer, std::int64_t count)
+{
+    if (count <= 0)
+        return true;
+    if (FFile.read(buffer, count) != count) {
+        set_error(cFileIOReadShort);
+        return false;
+    }
+    return true;
+}
+
+bool TFileIO::WriteExactly(const char *buffer, std::int64_t count)
+{
+    if (count <= 0)
+        return true;
+    if (FFile.write(buffer, count) != count) {
+        set_error(cFileIOWriteShort);
+        return false;
+    }
+    return true;
+}
+
+bool TFileIO::WriteHead(std::uint16_t ID, std::uint16_t Len)
+{
+    char head[4];
+    PutU16(head, ID);
+    PutU16(head + 2, Len);
+    return WriteExactly(head, 4);
+}
+
+void TFileIO::SkipBytes(std::int64_t count)
+{
+    char scratch[cSkipPiece];
+    while (count > 0) {
+        const std::int64_t piece = std::min(count, cSkipPiece);
+        if (!ReadExactly(scratch, piece))
+            return;
+        count -= piece;
+    }
+}
+
+void TFileIO::read_datainfo()
+{
+    if (FError || FHeadPending == 1) {
+        FHeadPending = 0;
+        return;
+    }
+    char head[4];
+    if (!ReadExactly(head, 4))
+        return;
+    FID = GetU16(head);
+    FLen = GetU16(head + 2);
+    if (FID == cFileIOLongID) {
+        char inner[cLongHeadLen];
+        if (!ReadExactly(inner, cLongHeadLen))
+            return;
+        FID = GetU16(inner);
+        FLen = GetU32(inner + 2);
+    }
+}
+
+std::int64_t TFileIO::ReadRecordData(std::int32_t MaxLen, char *Buffer, std::int64_t Capacity)
+{
+    const std::int64_t length = FLen;
+    FHeadPending = MaxLen > length ? -1 : 0;
+    const std::int64_t n = std::max<std::int64_t>(std::min<std::int64_t>(MaxLen, length), 0);
+    const std::int64_t got = n > 0 ? std::max<std::int64_t>(FFile.read(Buffer, std::min(n, Capacity)), 0) : 0;
+    if (got != n)
+        set_error(cFileIOReadShort);
+    else
+        SkipBytes(length - n);
+    FID = 0;
+    return got;
+}
+
+void TFileIO::read_data(std::int32_t MaxLen, void *Buffer)
+{
+    if (FError)
+        return;
+    ReadRecordData(MaxLen, static_cast<char *>(Buffer), MaxLen);
+}
+
+void TFileIO::read_IDdata(std::uint16_t ID, std::int32_t MaxLen, void *Buffer)
+{
+    if (FError)
+        return;
+    read_datainfo();
+    if (FError)
+        return;
+    if (FID != ID) {
+        FError = true;
+        return;
+    }
+    read_data(MaxLen, Buffer);
+}
+
+void TFileIO::read_text(std::int32_t Len, QString &Text)
+{
+    if (FError)
+        return;
+    // A damaged length must not become a giant allocation: the buffer never exceeds what the
+    // file still holds, and a record longer than that reads short anyway.
+    const std::int64_t available = std::max<std::int64_t>(FFile.size() - FFile.pos(), 0);
+    const std::int64_t wanted = std::max<std::int64_t>(std::min<std::int64_t>(Len, FLen), 0);
+    QByteArray bytes(qsizetype(std::min(wanted, available)), '\0');
+    bytes.truncate(qsizetype(ReadRecordData(Len, bytes.data(), bytes.size())));
+    Text = FromWin1252(bytes);
+}
+
+void TFileIO::read_IDtext(std::uint16_t ID, QString &Text)
+{
+    Text.clear();
+    if (FError)
+        return;
+    read_datainfo();
+    if (FError)
+        return;
+    if (FID != ID) {
+        FError = true;
+        return;
+    }
+    read_text(std::int32_t(std::min<std::uint32_t>(FLen, std::numeric_limits<std::int32_t>::max())), Text);
+}
+
+void TFileIO::read_not()
+{
+    char scratch[cSkipPiece];
+    read_data(std::int32_t(cSkipPiece), scratch);
+}
+
+void TFileIO::read_longdata(void *Buffer)
+{
+    if (FError)
+        return;
+    ReadExactly(static_cast<char *>(Buffer), FLen);
+}
+
+void TFileIO::write_data(std::uint16_t ID, std::uint32_t Len, const void *Data)
+{
+    if (FError)
+        return;
+    const std::uint16_t len16 = std::uint16_t(Len & 0xFFFF);
+    if (WriteHead(ID, len16))
+        WriteExactly(static_cast<const char *>(Data), len16);
+}
+
+void TFileIO::write_longdata(std::uint16_t ID, std::uint32_t Len, const void *Data)
+{
+    if (FError)
+        return;
+    char head[10];
+    PutU16(head, cFileIOLongID);
+    PutU16(head + 2, cLongHeadLen);
+    PutU16(head + 4, ID);
+    PutU32(head + 6, Len);
+    if (WriteExactly(head, sizeof head))
+        WriteExactly(static_cast<const char *>(Data), Len);
+}
+
+void TFileIO::write_text(std::uint16_t ID, const QString &Text)
+{
+    if (FError)
+        return;
+    if (Text.isEmpty()) {
+        write_ID(ID);
+        return;
+    }
+    const QByteArray bytes = ToWin1252(Text);
+    if (WriteHead(ID, std::uint16_t(bytes.size() & 0xFFFF)))
+        WriteExactly(bytes.constData(), bytes.size());
+}
+
+void TFileIO::write_ID(std::uint16_t ID)
+{
+    if (FError)
+        return;
+    WriteHead(ID, 0);
+}
+
+void TFileIO::write_begin()
+{
+    write_ID(cFileIOBeginID);
+}
+
+void TFileIO::write_end()
+{
+    write_ID(cFileIOEndID);
+}
+
+void TFileIO::set_error(std::int32_t Code)
+{
+    if (FError)
+        return;
+    FError = true;
+    FErrorCode = Code;
+}
+
+void TextFileToStrings(const QString &FileName, std::int32_t MaxLines, QStringList &Strings)
+{
+    TTextEncoding encoding;
+    const QString text = ReadTextFile(FileName, encoding);
+    qsizetype start = 0;
+    while (start < text.size()) {
+        if (MaxLines != 0 && Strings.size() >= MaxLines)
+            return;
+        qsizetype end = text.indexOf(QLatin1Char('\n'), start);
+        const qsizetype next = end < 0 ? text.size() : end + 1;
+        if (end < 0)
+            end = text.size();
+        if (end > start && text.at(end - 1) == QLatin1Char('\r'))
+            --end;
+        Strings.append(text.mid(start, end - start));
+        start = next;
+    }
+}
+
+bool GetTextFilesize(const QString &FileName, std::int64_t &Size)
+{
+    Size = 0;
+    if (FileName.isEmpty())
+        return false;
+    QFileInfo info(FileName);
+    if (FileName.contains(QLatin1Char('*')) || FileName.contains(QLatin1Char('?'))) {
+        const QFileInfoList matches = info.dir().entryInfoList(
+            {info.fileName()}, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+            QDir::Name);
+        if (matches.isEmpty())
+            return false;
+        info = matches.first();
+    }
+    if (info.exists() && info.isFile())
+        Size = info.size();
+    return Size > 0;
+}
+
+} // namespace wn

@@ -1,0 +1,228 @@
+#pragma once
+// Grid result files ("RLK"): one fixed-size binary cell of result values for every node of a
+// regular raster, framed by sections that describe the grid and its value channels. TRKFile
+// creates such files, reads and rewrites their sections, moves blocks of cells in and out and
+// answers the point query. File errors raise EInOutError carrying the OS error.
+
+#include "framework/Classes.h"
+
+#include <QFile>
+#include <QList>
+#include <QString>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace wn {
+
+// Section identifiers; the ordinals are the identifier bytes on disk.
+enum TKennung : std::uint8_t {
+    kVersInfo,
+    kComment,
+    kGridStruct,
+    kSpecial,
+    kHMinMax,
+    kW1MinMax,
+    kW2MinMax,
+    kHNames,
+    kZNames,
+    kW1Names,
+    kW2Names,
+    kData
+};
+
+// Value types of the channels in a cell; the ordinals are stored in the structure record.
+enum TWertType : std::uint8_t { cwtNone, cwtByte, cwtSmallInt, cwtSingle };
+
+// Bytes a value of each type occupies in a cell.
+inline constexpr std::array<std::int32_t, 4> cWertSize = {0, 1, 2, 4};
+
+// Size of a value type as found in a file; a type byte outside the known types occupies nothing.
+std::int32_t WertSizeOf(std::uint8_t wertType);
+
+// Section frame: the 3 bytes in front of every section.
+struct TrecInfo {
+    std::uint16_t Len = 0; // payload bytes behind the header
+    std::uint8_t Kennung = 0;
+};
+
+// The grid structure record, payload of kGridStruct (67 bytes on disk). The two reserved areas
+// belong to the programs that write the files and are carried byte for byte.
+struct TrecRlkStruktur {
+    static constexpr int cSize = 67;
+
+    std::uint16_t Columns = 0;
+    std::uint16_t Rows = 0;
+    std::uint16_t ZLevels = 0;
+    double XOrigin = 0.0;
+    double YOrigin = 0.0;
+    double ZOrigin = 0.0;
+    std::array<std::uint8_t, 16> Reserved30{};
+    float dx = 0.0f;
+    float dy = 0.0f;
+    std::array<std::uint8_t, 4> Reserved54{};
+    std::uint16_t nW1 = 0;
+    std::uint16_t nW2 = 0;
+    std::uint16_t nH = 0;
+    // Type bytes as stored; a damaged file may hold values outside TWertType.
+    std::uint8_t TypeH = cwtNone;
+    std::uint8_t TypeW1 = cwtNone;
+    std::uint8_t TypeW2 = cwtNone;
+
+    std::array<std::uint8_t, cSize> ToBytes() const;
+    static TrecRlkStruktur FromBytes(const std::uint8_t *bytes);
+};
+
+// Description of one channel or Z level: name, unit and the scaling of its stored values.
+class TInfoItem : public TObject
+{
+public:
+    QString Name;
+    QString Unit;
+    float Min = 1e35f;
+    float Max = -1e35f;
+    float Offset = 0.0f;
+    float Factor = 1.0f;
+
+    void assign(const TInfoItem &Source);
+};
+
+// Owns its items.
+using TInfoList = std::vector<std::unique_ptr<TInfoItem>>;
+
+// One line of the point query with the tag of the channel it shows (see GetSelTag).
+struct TTaggedLine {
+    QString Text;
+    std::int32_t Tag = 0;
+};
+using TTaggedLines = QList<TTaggedLine>;
+
+// Reader and writer of one grid result file. Channels, columns and rows count from 1.
+// The cell size is computed once per object, so one object serves one grid layout.
+class TRKFile : public TObject
+{
+public:
+    explicit TRKFile(const QString &FileName);
+    ~TRKFile() override;
+    TRKFile(const TRKFile &) = delete;
+    TRKFile &operator=(const TRKFile &) = delete;
+
+    const QString &FileName() const { return FFileName; }
+    bool IsOpen() const { return FOpen; }
+
+    void OpenGridFile();
+    void CloseGridFile();
+
+    void AssignStructure(const TRKFile &Other);
+    void CalcDimension(double XMin, double YMin, double XMax, double YMax);
+    void CreateInfos(bool WithH, bool WithZ, bool WithW1, bool WithW2);
+    // Writes a complete new file and closes it; false when a write came out short.
+    bool CreateEmptyGrid(const void *Special, std::int32_t SpecialSize);
+
+    // Returns whether the structure section was there; the four lists are emptied either way.
+    bool ReadGridStructure();
+    void WriteGridStructure();
+    void ReadComment();
+    // Buffer receives the block (resized to the length in the section header).
+    void ReadSpecialStructure(QByteArray &Buffer);
+    // Rewrites as many bytes as the section header gives; Buffer must hold at least that many.
+    void WriteSpecialStructure(const QByteArray &Buffer);
+
+    void ReadMinMax(TKennung Kennung);
+    void ReadAllMinMax();
+    void WriteMinMax(TKennung Kennung);
+    void WriteHMinMax();
+    void WriteW1MinMax();
+    void WriteW2MinMax();
+
+    void ReadNames(TKennung Kennung);
+    void ReadAllNames();
+    // Writes name entries over the min/max section of kHMinMax, kW1MinMax or kW2MinMax; every
+    // other identifier is ignored, so the four list-named writers below change nothing. Names
+    // reach a file through CreateEmptyGrid.
+    void WriteNames(TKennung Kennung);
+    void WriteHNames();
+    void WriteZNames();
+    void WriteW1Names();
+    void WriteW2Names();
+
+    TInfoItem *GetHInfo(std::int32_t i) const;
+    TInfoItem *GetZInfo(std::int32_t i) const;
+    TInfoItem *GetW1Info(std::int32_t i) const;
+    TInfoItem *GetW2Info(std::int32_t i) const;
+
+    std::int64_t GetDataSize();
+    std::int64_t GetDataPos(std::int32_t W1, std::int32_t W2) const;
+
+    // Data holds NRows rows of NCols cells, GetDataSize() bytes a cell, without gaps.
+    void ReadDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows,
+                       void *Data);
+    void WriteDataBlock(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows,
+                        const void *Data);
+    // Mask holds one flag per requested cell; cells with a false flag keep what the file holds.
+    void WriteDataBlockEx(std::int32_t Col, std::int32_t Row, std::int32_t NCols, std::int32_t NRows,
+                          const void *Data, const bool *Mask);
+
+    // Physical value of the stored value at Data[Pos]. High is the last index of Data; a value
+    // that would reach past it reads as 0.
+    static float GetVal(const void *Data, std::int64_t High, std::int64_t Pos, std::uint8_t WertType,
+                        float Offset, float Factor);
+
+    // The point query. Direction (vertical sections only) holds the cosine and sine of the
+    // section line as two doubles. X, Y, Z come back snapped to the node that answered.
+    void GetValuesOfPt(bool Section, const void *Direction, double &X, double &Y, double &Z,
+                       TTaggedLines &List);
+    void GetKoordMinMax(double &XMin, double &YMin, double &XMax, double &YMax);
+
+    // The comment (at most 80 Windows-1252 characters reach the file) and the structure record.
+    QString Comment;
+    TrecRlkStruktur Struktur;
+
+    TInfoList HList;
+    TInfoList ZList;
+    TInfoList W1List;
+    TInfoList W2List;
+
+protected:
+    // Positions the file at the payload of the section and returns its header when found.
+    bool SeekKenn(TKennung Kennung, TrecInfo &Info);
+
+private:
+    void CheckOpen() const;
+    void SeekTo(std::int64_t Pos);
+    void SeekFile();
+    std::int64_t ReadFile(void *Buffer, std::int64_t Count);
+    std::int64_t ReadSome(void *Buffer, std::int64_t Count);
+    void ReadExact(void *Buffer, std::int64_t Count);
+    void ReadCells(void *Buffer, std::int64_t Count);
+    void WriteExact(const void *Buffer, std::int64_t Count);
+    std::int64_t FileSize() const;
+    std::int64_t CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row);
+    TInfoList *ListOf(TKennung Kennung);
+    std::uint16_t CountOf(TKennung Kennung) const;
+
+    QString FFileName;
+    QFile FFile;
+    bool FOpen = false;
+    std::array<std::int64_t, 12> FPositions{};
+    std::int64_t FDataSize = 0;
+    std::int64_t FPos = 0;
+    // A piece of the file read ahead for the small section reads; emptied by every write.
+    QByteArray FCache;
+    std::int64_t FCachePos = 0;
+    bool FCaching = false;
+};
+
+// Packs three channel numbers into the tag of a point-query line: H * 65536 + W1 * 256 + W2.
+std::int32_t GetSelTag(std::uint8_t H, std::uint8_t W1, std::uint8_t W2);
+// Unpacks a tag. W1 is not masked to one byte: the tag of an H line yields W1 = H * 256, so a
+// caller tests H first.
+void GetSelected(std::int32_t Tag, std::int32_t &H, std::int32_t &W1, std::int32_t &W2);
+
+// Scales Value into 1..1000 by steps of 1000 and puts the matching SI prefix (f .. T) in front
+// of Unit; values of 0 or below are left alone.
+void PrefixUnit(double &Value, QString &Unit);
+
+} // namespace wn
