@@ -14,11 +14,9 @@
 #include <string>
 #include <string_view>
 
-namespace wn
-{
+namespace wn {
 
-namespace
-{
+namespace {
 
 // The runtime never works with more significant digits than its extended type holds.
 constexpr int MaxPrecision = 18;
@@ -310,16 +308,16 @@ struct TSectionLayout {
     QList<qsizetype> GroupCommas; // commas consumed as the grouping switch
 };
 
-// Length of the exponent marker at i ("E+", "E-", "e+", "e-" followed by zeros), or 0.
-int ExponentMarkerAt(const QString &s, qsizetype i, int &zeros)
+// Whether an exponent marker ("E+", "E-", "e+" or "e-" followed by zeros) starts at i.
+bool IsExponentMarker(const QString &s, qsizetype i, int &zeros)
 {
     if (i + 2 >= s.size() || (s[i] != QLatin1Char('E') && s[i] != QLatin1Char('e')) ||
         (s[i + 1] != QLatin1Char('+') && s[i + 1] != QLatin1Char('-')) || s[i + 2] != QLatin1Char('0'))
-        return 0;
+        return false;
     zeros = 0;
     while (i + 2 + zeros < s.size() && s[i + 2 + zeros] == QLatin1Char('0'))
         ++zeros;
-    return 2 + zeros;
+    return true;
 }
 
 TSectionLayout ScanSection(const QString &s)
@@ -348,7 +346,7 @@ TSectionLayout ScanSection(const QString &s)
             commas.clear();
         } else if (c == QLatin1Char(',') && placeholderSeen && layout.PointAt < 0) {
             commas << i;
-        } else if (placeholderSeen && ExponentMarkerAt(s, i, zeros) > 0) {
+        } else if (placeholderSeen && IsExponentMarker(s, i, zeros)) {
             layout.ExponentAt = i;
             layout.ExponentDigits = zeros;
             break;
@@ -381,12 +379,12 @@ QString ApplySection(const QString &s, const TSectionLayout &layout, const TDeci
                      const TFormatSettings &fs)
 {
     const bool scientific = layout.ExponentAt >= 0;
-    // Digits of the integer part, left to right, and the leading digits that do not fit the
-    // placeholders; in scientific form the integer placeholders take the first digits.
-    const int integerDigits = scientific ? layout.IntegerPlaces : std::max(d.Exponent, 0);
-    const int firstDigit = scientific ? 0 : d.Exponent - integerDigits; // index of integer digit 0
-    const int significantFraction =
-        scientific ? int(d.Digits.size()) - layout.IntegerPlaces : int(d.Digits.size()) - d.Exponent;
+    // The decimal point falls before this index of d.Digits: in scientific form the integer
+    // placeholders take the leading digits, otherwise the number's own exponent decides.
+    const int pointIndex = scientific ? layout.IntegerPlaces : d.Exponent;
+    // Integer digits that are significant and so written even for a "#".
+    const int integerDigits = d.IsZero() ? 0 : std::max(pointIndex, 0);
+    const int significantFraction = int(d.Digits.size()) - pointIndex;
 
     QString out;
     if (minus)
@@ -396,8 +394,7 @@ QString ApplySection(const QString &s, const TSectionLayout &layout, const TDeci
     bool pointPending = false;
     bool afterExponent = false;
     auto writeIntegerDigit = [&](int power) {
-        const bool digitExists = power < integerDigits && !(scientific && d.IsZero());
-        out += QLatin1Char(digitExists ? d.DigitAt(firstDigit + integerDigits - 1 - power) : '0');
+        out += QLatin1Char(d.DigitAt(pointIndex - 1 - power));
         if (layout.Grouping && !scientific && power > 0 && power % 3 == 0)
             out += fs.ThousandSeparator;
     };
@@ -425,8 +422,7 @@ QString ApplySection(const QString &s, const TSectionLayout &layout, const TDeci
             if (integerSeen == 0)
                 for (int p = integerDigits - 1; p > power; --p)
                     writeIntegerDigit(p);
-            if (power < integerDigits ? !(scientific && d.IsZero() && c == QLatin1Char('#'))
-                                      : c == QLatin1Char('0'))
+            if (power < integerDigits || c == QLatin1Char('0'))
                 writeIntegerDigit(power);
             ++integerSeen;
         } else if (IsPlaceholder(c)) {
@@ -435,9 +431,7 @@ QString ApplySection(const QString &s, const TSectionLayout &layout, const TDeci
                 if (pointPending)
                     out += fs.DecimalSeparator;
                 pointPending = false;
-                const int index =
-                    scientific ? layout.IntegerPlaces + fractionSeen - 1 : d.Exponent + fractionSeen - 1;
-                out += QLatin1Char(d.DigitAt(index));
+                out += QLatin1Char(d.DigitAt(pointIndex + fractionSeen - 1));
             }
         } else if (i == layout.PointAt) {
             pointPending = true;
@@ -479,10 +473,8 @@ bool IsIntegerArg(const QVariant &v)
     case QMetaType::Short:
     case QMetaType::UShort:
     case QMetaType::SChar:
-    case QMetaType::UChar:
-        return true;
-    default:
-        return false;
+    case QMetaType::UChar: return true;
+    default: return false;
     }
 }
 
@@ -493,10 +485,8 @@ bool IsUnsignedArg(const QVariant &v)
     case QMetaType::ULongLong:
     case QMetaType::ULong:
     case QMetaType::UShort:
-    case QMetaType::UChar:
-        return true;
-    default:
-        return false;
+    case QMetaType::UChar: return true;
+    default: return false;
     }
 }
 
@@ -517,22 +507,26 @@ bool IsTextArg(const QVariant &v)
            v.typeId() == QMetaType::QByteArray || v.typeId() == QMetaType::Char;
 }
 
-// The bit pattern of an integer argument as an unsigned number of its own width: the runtime
-// prints %u and %x of a negative 32-bit integer as its two's complement.
-std::uint64_t UnsignedBits(const QVariant &v)
+// %d, %u or %x of an integer argument; precision is the minimum number of digits. The runtime
+// prints %u and %x of a negative integer as its two's complement in the argument's own width.
+QString IntegerText(const QVariant &arg, char16_t type, int precision)
 {
-    if (IsUnsignedArg(v))
-        return v.toULongLong();
-    const qint64 signedValue = v.toLongLong();
-    return Is64BitArg(v) ? std::uint64_t(signedValue)
-                         : std::uint64_t(std::uint32_t(std::int32_t(signedValue)));
-}
-
-QString PadDigits(QString digits, int precision)
-{
-    if (precision > digits.size())
-        digits.prepend(QString(precision - digits.size(), QLatin1Char('0')));
-    return digits;
+    const bool isUnsigned = IsUnsignedArg(arg);
+    const qint64 signedValue = arg.toLongLong();
+    const bool negative = type == 'd' && !isUnsigned && signedValue < 0;
+    std::uint64_t magnitude = 0;
+    if (isUnsigned)
+        magnitude = arg.toULongLong();
+    else if (negative)
+        magnitude = 0 - std::uint64_t(signedValue);
+    else if (type == 'd' || Is64BitArg(arg))
+        magnitude = std::uint64_t(signedValue);
+    else
+        magnitude = std::uint32_t(signedValue);
+    QString text = QString::number(magnitude, type == 'x' ? 16 : 10).toUpper();
+    if (precision > text.size())
+        text.prepend(QString(precision - text.size(), QLatin1Char('0')));
+    return negative ? QLatin1Char('-') + text : text;
 }
 
 // ---- Text to numbers ------------------------------------------------------------------------
@@ -810,16 +804,12 @@ QString FloatToStrF(double value, TFloatFormat format, int precision, int digits
     precision = std::clamp(precision, 1, MaxPrecision);
     const TDecimal exact = ExactDecimal(value);
     switch (format) {
-    case ffExponent:
-        return ExponentForm(exact, precision, digits, fs);
-    case ffFixed:
-        return FixedForm(exact, precision, digits, QChar(), fs);
+    case ffExponent: return ExponentForm(exact, precision, digits, fs);
+    case ffFixed: return FixedForm(exact, precision, digits, QChar(), fs);
     case ffNumber:
-    case ffCurrency:
-        return FixedForm(exact, precision, digits, fs.ThousandSeparator, fs);
+    case ffCurrency: return FixedForm(exact, precision, digits, fs.ThousandSeparator, fs);
     case ffGeneral:
-    default:
-        return GeneralForm(exact, precision, digits, fs);
+    default: return GeneralForm(exact, precision, digits, fs);
     }
 }
 
@@ -933,14 +923,7 @@ QString Format(const QString &format, const QVariantList &args, const TFormatSet
         case 'x': {
             if (!IsIntegerArg(arg))
                 InvalidFormat(format);
-            const bool negative = type == 'd' && !IsUnsignedArg(arg) && arg.toLongLong() < 0;
-            const std::uint64_t magnitude = type == 'd' ? (IsUnsignedArg(arg) ? arg.toULongLong()
-                                                           : negative ? 0 - std::uint64_t(arg.toLongLong())
-                                                                      : std::uint64_t(arg.toLongLong()))
-                                                        : UnsignedBits(arg);
-            text = PadDigits(QString::number(magnitude, type == 'x' ? 16 : 10).toUpper(), precision);
-            if (negative)
-                text.prepend(QLatin1Char('-'));
+            text = IntegerText(arg, type, precision);
             break;
         }
         case 's':
@@ -963,8 +946,7 @@ QString Format(const QString &format, const QVariantList &args, const TFormatSet
                                    fs);
             break;
         }
-        default:
-            InvalidFormat(format);
+        default: InvalidFormat(format);
         }
         if (width > text.size()) {
             const QString pad(width - text.size(), QLatin1Char(' '));

@@ -19,8 +19,7 @@ static void PrintTo(const QString &s, std::ostream *os)
     *os << '"' << s.toStdString() << '"';
 }
 
-namespace
-{
+namespace {
 
 const double NaN = std::numeric_limits<double>::quiet_NaN();
 const double Inf = std::numeric_limits<double>::infinity();
@@ -184,6 +183,9 @@ TEST(FormatFloat, DigitPlaceholders)
     EXPECT_EQ(FormatFloat("0.##", 1.5, fs), "1.5");
     EXPECT_EQ(FormatFloat("0.##", 1.005, fs), "1"); // 1.005 is stored below the half
     EXPECT_EQ(FormatFloat("#.##", 0.5, fs), ".5");
+    EXPECT_EQ(FormatFloat("#.##", 0, fs), ""); // no digit of zero is significant
+    EXPECT_EQ(FormatFloat("#.##E+00", 1234, fs), "1.23E+03");
+    EXPECT_EQ(FormatFloat("##0.0E+0", 1234, fs), "123.4E+1");
     EXPECT_EQ(FormatFloat("000", 7, fs), "007");
     EXPECT_EQ(FormatFloat("0", 123456, fs), "123456");
     EXPECT_EQ(FormatFloat("#,##0", 5, fs), "5");

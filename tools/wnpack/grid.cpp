@@ -535,7 +535,7 @@ struct TChannel {
     float Offset, Factor;
 };
 
-TChannel ParseChannel(TRKFile &f, const QString &spec)
+TChannel ParseChannel(TRKFile &f, const QString &channelText)
 {
     static const QRegularExpression h(QStringLiteral("^H(\\d+)$"));
     static const QRegularExpression w(QStringLiteral("^W1\\.(\\d+)(?:\\.(\\d+))?$"));
@@ -545,18 +545,18 @@ TChannel ParseChannel(TRKFile &f, const QString &spec)
     };
     const auto outOfRange = [&](const QString &what, int count) {
         Bad(QStringLiteral("channel %1 out of range: %2 has %3 %4")
-                .arg(spec, f.FileName())
+                .arg(channelText, f.FileName())
                 .arg(count)
                 .arg(what));
     };
-    if (const auto m = h.match(spec); m.hasMatch()) {
+    if (const auto m = h.match(channelText); m.hasMatch()) {
         const int k = m.captured(1).toInt();
         if (k < 1 || k > s.nH)
             outOfRange(QStringLiteral("H channels"), s.nH);
         const auto [offset, factor] = scaling(f.GetHInfo(k));
         return {1 + std::int64_t(k - 1) * WertSizeOf(s.TypeH), s.TypeH, offset, factor};
     }
-    if (const auto m = w.match(spec); m.hasMatch()) {
+    if (const auto m = w.match(channelText); m.hasMatch()) {
         const int i = m.captured(1).toInt();
         if (i < 1 || i > s.nW1)
             outOfRange(QStringLiteral("W1 channels"), s.nW1);
@@ -572,7 +572,7 @@ TChannel ParseChannel(TRKFile &f, const QString &spec)
             outOfRange(QStringLiteral("W2 channels"), s.nW2);
         return {group + std::int64_t(j - 1) * WertSizeOf(s.TypeW2), s.TypeW2, offset, factor};
     }
-    Bad(QStringLiteral("channel %1: expected H<k>, W1.<i> or W1.<i>.<j>").arg(spec));
+    Bad(QStringLiteral("channel %1: expected H<k>, W1.<i> or W1.<i>.<j>").arg(channelText));
 }
 
 QByteArray FloatText(float v)

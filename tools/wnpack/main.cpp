@@ -10,6 +10,9 @@
 #include <map>
 #include <string>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace wnpack {
 
 namespace {
@@ -42,6 +45,13 @@ int main(int argc, char **argv)
     // Some commands draw (palette pictures); give them a widget application without a display.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Without a session Qt falls back to /tmp/runtime-<uid> and says so on stderr, which would
+    // spoil the one-line error output of the commands; use that folder without the warning.
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
+        const QByteArray runtimeDir = "/tmp/runtime-" + QByteArray::number(uint(::getuid()));
+        ::mkdir(runtimeDir.constData(), 0700);
+        qputenv("XDG_RUNTIME_DIR", runtimeDir);
+    }
     QApplication app(argc, argv);
     QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty() || args.first() == QLatin1String("--help") || args.first() == QLatin1String("help")) {

@@ -1,0 +1,326 @@
+// The client component (Active state, property guards, loading and design state) and the
+// blocking socket stream with its time-outs.
+
+#include "SocketTestSupport.h"
+
+#include <QMetaProperty>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using namespace wn;
+using namespace sockettest;
+
+namespace {
+
+struct ComponentEvents {
+    std::vector<QString> Names;
+    std::vector<bool> ActiveAt;
+
+    void Hook(TWNClientSocket &c)
+    {
+        auto add = [this, &c](const char *name) {
+            return [this, &c, name](TObject *Sender, TCustomWinSocket *Socket) {
+                EXPECT_EQ(Sender, static_cast<TObject *>(&c));
+                EXPECT_EQ(Socket, c.Socket());
+                Names.push_back(QString::fromLatin1(name));
+                ActiveAt.push_back(c.Active());
+            };
+        };
+        c.OnLookup = add("Lookup");
+        c.OnConnecting = add("Connecting");
+        c.OnConnect = add("Connect");
+        c.OnDisconnect = add("Disconnect");
+        c.OnRead = add("Read");
+        c.OnWrite = add("Write");
+    }
+};
+
+void ExpectCantChange(const std::function<void()> &f)
+{
+    try {
+        f();
+        ADD_FAILURE() << "no exception";
+    } catch (const ESocketError &e) {
+        EXPECT_EQ(e.Message(), sCantChangeWhileActive);
+    }
+}
+
+} // namespace
+
+TEST_F(SocketTest, ClientPublishesItsPropertiesInOrder)
+{
+    TWNClientSocket c;
+    const QMetaObject *mo = c.metaObject();
+    QStringList names;
+    for (int i = mo->propertyOffset(); i < mo->propertyCount(); ++i)
+        names << QString::fromLatin1(mo->property(i).name());
+    EXPECT_EQ(names, (QStringList{"Active", "Address", "ClientType", "Host", "Port", "Service"}));
+    EXPECT_TRUE(c.setProperty("ClientType", QVariant::fromValue(ctBlocking)));
+    EXPECT_EQ(c.ClientType(), ctBlocking);
+    EXPECT_TRUE(c.Socket()->ASyncStyles().empty());
+    c.setProperty("Port", 4242);
+    EXPECT_EQ(c.Port(), 4242);
+}
+
+TEST_F(SocketTest, NonBlockingClientComponentBecomesActiveOnConnect)
+{
+    RawListener peer;
+    QObject owner;
+    auto *c = new TWNClientSocket(&owner);
+    ComponentEvents ev;
+    ev.Hook(*c);
+    c->SetAddress("127.0.0.1");
+    c->SetPort(peer.Port);
+    c->SetActive(true);
+    EXPECT_FALSE(c->Active()); // set by the connect notification, not by the assignment
+    EXPECT_EQ(ev.Names, (std::vector<QString>{"Lookup", "Connecting"}));
+    ASSERT_TRUE(WaitUntil([&] { return ev.Names.size() == 4; }));
+    EXPECT_EQ(ev.Names, (std::vector<QString>{"Lookup", "Connecting", "Connect", "Write"}));
+    EXPECT_EQ(ev.ActiveAt, (std::vector<bool>{false, false, true, true}));
+
+    // Changing the client type of a connected socket is refused.
+    ExpectCantChange([&] { c->SetClientType(ctBlocking); });
+
+    const int server = peer.Accept();
+    SendAll(server, "ping");
+    ASSERT_TRUE(WaitUntil([&] { return ev.Names.back() == "Read"; }));
+    EXPECT_EQ(c->Socket()->ReceiveText(), "ping");
+
+    c->SetActive(false);
+    EXPECT_EQ(ev.Names.back(), "Disconnect");
+    EXPECT_FALSE(c->Active());
+    ::close(server);
+}
+
+TEST_F(SocketTest, ClientTypeMayChangeBeforeTheConnectCompletes)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    EXPECT_FALSE(c.Socket()->Connected());
+    EXPECT_NO_THROW(c.SetClientType(ctBlocking));
+    EXPECT_TRUE(c.Socket()->ASyncStyles().empty());
+    c.Socket()->Close();
+}
+
+TEST_F(SocketTest, PropertiesOfAnActiveClientAreGuarded)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetClientType(ctBlocking);
+    c.SetHost("localhost");
+    c.SetPort(peer.Port);
+    c.SetService("");
+    ComponentEvents ev;
+    ev.Hook(c);
+    c.SetActive(true);
+    // A blocking connect runs its events inside the assignment.
+    EXPECT_EQ(ev.Names, (std::vector<QString>{"Lookup", "Connecting", "Connect"}));
+    EXPECT_TRUE(c.Active());
+
+    // Letter case alone is no change: nothing stored, nothing raised.
+    EXPECT_NO_THROW(c.SetHost("LOCALHOST"));
+    EXPECT_EQ(c.Host(), "localhost");
+    EXPECT_NO_THROW(c.SetPort(peer.Port));
+    EXPECT_NO_THROW(c.SetAddress(""));
+    ExpectCantChange([&] { c.SetHost("otherhost"); });
+    ExpectCantChange([&] { c.SetPort(peer.Port + 1); });
+    ExpectCantChange([&] { c.SetAddress("127.0.0.2"); });
+    ExpectCantChange([&] { c.SetService("http"); });
+    ExpectCantChange([&] { c.SetClientType(ctNonBlocking); });
+    EXPECT_EQ(c.Port(), peer.Port);
+
+    c.Close();
+    EXPECT_FALSE(c.Active());
+    EXPECT_NO_THROW(c.SetHost("otherhost"));
+    EXPECT_EQ(c.Host(), "otherhost");
+}
+
+TEST_F(SocketTest, ClientSavedActiveConnectsWhenLoaded)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.BeginLoading();
+    c.setProperty("ClientType", QVariant::fromValue(ctBlocking));
+    c.setProperty("Active", true);
+    c.setProperty("Address", "127.0.0.1");
+    c.setProperty("Port", int(peer.Port));
+    // While the properties are read nothing opens, and changes are allowed.
+    EXPECT_TRUE(c.Active());
+    EXPECT_EQ(c.Socket()->SocketHandle(), INVALID_SOCKET);
+    EXPECT_NO_THROW(c.SetHost(""));
+    c.EndLoading();
+    EXPECT_TRUE(c.Socket()->Connected());
+    EXPECT_TRUE(c.Active());
+    const int server = peer.Accept();
+    EXPECT_GE(server, 0);
+    ::close(server);
+}
+
+TEST_F(SocketTest, DesignedClientOpensNothing)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetDesigning(true);
+    c.SetClientType(ctBlocking);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.SetActive(true);
+    EXPECT_TRUE(c.Active());
+    EXPECT_EQ(c.Socket()->SocketHandle(), INVALID_SOCKET);
+    c.BeginLoading();
+    c.EndLoading();
+    EXPECT_EQ(c.Socket()->SocketHandle(), INVALID_SOCKET);
+    c.SetActive(false);
+    EXPECT_FALSE(c.Active());
+}
+
+TEST_F(SocketTest, StreamNeedsABlockingSocket)
+{
+    TWNClientSocket c;
+    try {
+        TWinSocketStream s(c.Socket(), 100);
+        ADD_FAILURE() << "no exception";
+    } catch (const ESocketError &e) {
+        EXPECT_EQ(e.Message(), sSocketMustBeBlocking);
+    }
+    c.SetClientType(ctBlocking);
+    TWinSocketStream s(c.Socket(), 100);
+    EXPECT_EQ(s.Socket(), c.Socket());
+    EXPECT_EQ(s.Seek(100, 0), 0);
+    char b;
+    EXPECT_THROW(s.Read(&b, 1), ESocketError); // no handle
+}
+
+TEST_F(SocketTest, BlockingClientThroughTheStream)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetClientType(ctBlocking);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    const int server = peer.Accept();
+    ASSERT_GE(server, 0);
+    TWinSocketStream stream(c.Socket(), 50);
+
+    char buf[64];
+    // A peer that sends nothing: time-outs, not hangs.
+    EXPECT_FALSE(stream.WaitForData(0));
+    EXPECT_FALSE(stream.WaitForData(20));
+    EXPECT_EQ(stream.Read(buf, sizeof buf), 0);
+    stream.SetTimeOut(0);
+    EXPECT_EQ(stream.Read(buf, sizeof buf), 0);
+
+    SendAll(server, "0123456789");
+    EXPECT_TRUE(stream.WaitForData(5000));
+    // Time-out 0 still takes what is already there.
+    EXPECT_EQ(stream.Read(buf, 4), 4);
+    EXPECT_EQ(std::string(buf, 4), "0123");
+    stream.SetTimeOut(1000);
+    EXPECT_EQ(stream.Read(buf, sizeof buf), 6);
+    EXPECT_EQ(std::string(buf, 6), "456789");
+
+    EXPECT_EQ(stream.Write("abc", 3), 3);
+    EXPECT_EQ(ReadAll(server, 3), "abc");
+    // Through the QIODevice interface as well.
+    EXPECT_EQ(stream.write("de", 2), 2);
+    EXPECT_EQ(ReadAll(server, 2), "de");
+
+    // A peer that closes half-way: readable, and reading gives 0.
+    ::shutdown(server, SHUT_WR);
+    EXPECT_TRUE(stream.WaitForData(5000));
+    EXPECT_EQ(stream.Read(buf, sizeof buf), 0);
+    ::close(server);
+}
+
+TEST_F(SocketTest, StreamWriteToAPeerThatDoesNotReadTimesOut)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetClientType(ctBlocking);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    const int server = peer.Accept();
+    TWinSocketStream stream(c.Socket(), 30);
+    const std::vector<char> block(1 << 20, 'x');
+    std::int64_t total = 0;
+    int last = -1;
+    // Bounded: the buffers on both sides fill up after a few MiB at most.
+    for (int i = 0; i < 64 && last != 0; ++i) {
+        last = stream.Write(block.data(), static_cast<std::int32_t>(block.size()));
+        EXPECT_GE(last, 0);
+        total += last;
+    }
+    EXPECT_EQ(last, 0);
+    EXPECT_GT(total, 0);
+    // Resetting the flooded connection makes the next write fail loudly.
+    ResetAndClose(server);
+    ASSERT_TRUE(WaitUntil([&] {
+        try {
+            stream.Write(block.data(), 16);
+        } catch (const ESocketError &e) {
+            EXPECT_TRUE(e.Message().startsWith(sSocketWrite + " error 10054")) << e.what();
+            return true;
+        }
+        return false;
+    }));
+}
+
+TEST_F(SocketTest, StreamHoldsTheSocketLockAcrossTheTransfer)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    c.SetClientType(ctBlocking);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    const int server = peer.Accept();
+    TWinSocketStream stream(c.Socket(), 10000);
+    std::atomic<bool> inRead{false};
+    std::atomic<bool> sent{false};
+    std::thread reader([&] {
+        char b[8];
+        inRead = true;
+        stream.Read(b, sizeof b); // waits for the peer's byte holding the lock
+    });
+    std::thread sender([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        sent = true;
+        SendAll(server, "x");
+    });
+    while (!inRead)
+        std::this_thread::yield();
+    // Asked for well inside the reader's wait, the lock comes only once the byte ended the read.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    c.Socket()->Lock();
+    EXPECT_TRUE(sent.load());
+    c.Socket()->Unlock();
+    sender.join();
+    reader.join();
+    ::close(server);
+}
+
+TEST_F(SocketTest, OpeningAgainWhileConnectingGivesUpTheFirstHandle)
+{
+    RawListener peer;
+    TWNClientSocket c;
+    ComponentEvents ev;
+    ev.Hook(c);
+    c.SetAddress("127.0.0.1");
+    c.SetPort(peer.Port);
+    c.Open();
+    const TSocket first = c.Socket()->SocketHandle();
+    c.Open();
+    EXPECT_NE(c.Socket()->SocketHandle(), INVALID_SOCKET);
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Lookup"), 2);
+    EXPECT_NE(first, INVALID_SOCKET);
+    ASSERT_TRUE(WaitUntil([&] { return c.Active(); }));
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Connect"), 1);
+    c.Close();
+}
