@@ -123,7 +123,7 @@ void RoundToDigits(TDecimal &d, int count)
         while (!d.Digits.empty() && d.Digits.back() == '9')
             d.Digits.pop_back();
         if (d.Digits.empty()) {
-            d.Digits = "1";
+            d.Digits.assign(1, '1');
             d.Exponent += 1;
             return;
         }
