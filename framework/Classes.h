@@ -16,8 +16,7 @@ public:
 
 // A set of the values of an unscoped enumeration with at most 64 values. Bit n stands for the
 // value with ordinal n, so Bits() is the set's memory layout (a one-byte set fits in the low byte).
-template <typename E>
-class TSet
+template <typename E> class TSet
 {
     static_assert(std::is_enum_v<E>, "TSet needs an enumeration");
 
@@ -39,11 +38,31 @@ public:
     constexpr bool empty() const { return FBits == 0; }
     constexpr std::uint64_t Bits() const { return FBits; }
 
-    constexpr TSet &operator+=(E v) { FBits |= Bit(v); return *this; }
-    constexpr TSet &operator-=(E v) { FBits &= ~Bit(v); return *this; }
-    constexpr TSet &operator|=(TSet o) { FBits |= o.FBits; return *this; }
-    constexpr TSet &operator-=(TSet o) { FBits &= ~o.FBits; return *this; }
-    constexpr TSet &operator&=(TSet o) { FBits &= o.FBits; return *this; }
+    constexpr TSet &operator+=(E v)
+    {
+        FBits |= Bit(v);
+        return *this;
+    }
+    constexpr TSet &operator-=(E v)
+    {
+        FBits &= ~Bit(v);
+        return *this;
+    }
+    constexpr TSet &operator|=(TSet o)
+    {
+        FBits |= o.FBits;
+        return *this;
+    }
+    constexpr TSet &operator-=(TSet o)
+    {
+        FBits &= ~o.FBits;
+        return *this;
+    }
+    constexpr TSet &operator&=(TSet o)
+    {
+        FBits &= o.FBits;
+        return *this;
+    }
 
     friend constexpr TSet operator|(TSet a, TSet b) { return a |= b; }
     friend constexpr TSet operator|(TSet a, E v) { return a += v; }

@@ -41,8 +41,9 @@ TWaitResult TSimpleEvent::WaitFor(int timeoutMs)
         FCond.wait(lock, [this] { return FSignaled; });
         return wrSignaled;
     }
-    return FCond.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return FSignaled; }) ? wrSignaled
-                                                                                                      : wrTimeout;
+    return FCond.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return FSignaled; })
+               ? wrSignaled
+               : wrTimeout;
 }
 
 namespace {
@@ -96,7 +97,8 @@ void TThread::Synchronize(const std::function<void()> &method)
         q.Pending.push_back(&request);
     }
     q.Changed.notify_all();
-    QMetaObject::invokeMethod(app, [] { CheckSynchronize(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        app, [] { CheckSynchronize(); }, Qt::QueuedConnection);
     std::unique_lock<std::mutex> lock(q.Lock);
     q.Changed.wait(lock, [&request] { return request.Done; });
     if (request.Error)

@@ -15,7 +15,15 @@
 
 namespace wn {
 
-enum TThreadPriority : std::uint8_t { tpIdle, tpLowest, tpLower, tpNormal, tpHigher, tpHighest, tpTimeCritical };
+enum TThreadPriority : std::uint8_t {
+    tpIdle,
+    tpLowest,
+    tpLower,
+    tpNormal,
+    tpHigher,
+    tpHighest,
+    tpTimeCritical
+};
 
 enum TWaitResult : std::uint8_t { wrSignaled, wrTimeout, wrAbandoned, wrError };
 
@@ -49,8 +57,7 @@ public:
     TThread(const TThread &) = delete;
     TThread &operator=(const TThread &) = delete;
 
-    template <typename T, typename... Args>
-    static T *Run(Args &&...args)
+    template <typename T, typename... Args> static T *Run(Args &&...args)
     {
         T *t = new T(std::forward<Args>(args)...);
         t->Resume();

@@ -90,13 +90,22 @@ public:
         case mtConfirmation: box.setIcon(QMessageBox::Question); break;
         case mtCustom: break;
         }
-        struct ButtonResult { TMsgDlgBtn Btn; QMessageBox::StandardButton Std; int Result; };
+        struct ButtonResult {
+            TMsgDlgBtn Btn;
+            QMessageBox::StandardButton Std;
+            int Result;
+        };
         static const ButtonResult table[] = {
-            {mbYes, QMessageBox::Yes, mrYes},           {mbNo, QMessageBox::No, mrNo},
-            {mbOK, QMessageBox::Ok, mrOk},              {mbCancel, QMessageBox::Cancel, mrCancel},
-            {mbAbort, QMessageBox::Abort, mrAbort},     {mbRetry, QMessageBox::Retry, mrRetry},
-            {mbIgnore, QMessageBox::Ignore, mrIgnore},  {mbAll, QMessageBox::YesToAll, mrAll},
-            {mbNoToAll, QMessageBox::NoToAll, mrNoToAll}, {mbYesToAll, QMessageBox::YesToAll, mrYesToAll},
+            {mbYes, QMessageBox::Yes, mrYes},
+            {mbNo, QMessageBox::No, mrNo},
+            {mbOK, QMessageBox::Ok, mrOk},
+            {mbCancel, QMessageBox::Cancel, mrCancel},
+            {mbAbort, QMessageBox::Abort, mrAbort},
+            {mbRetry, QMessageBox::Retry, mrRetry},
+            {mbIgnore, QMessageBox::Ignore, mrIgnore},
+            {mbAll, QMessageBox::YesToAll, mrAll},
+            {mbNoToAll, QMessageBox::NoToAll, mrNoToAll},
+            {mbYesToAll, QMessageBox::YesToAll, mrYesToAll},
         };
         QMessageBox::StandardButtons stdButtons;
         for (const ButtonResult &b : table)
@@ -121,8 +130,14 @@ public:
         }
     }
 
-    bool OpenFileDialog(TFileDialogOptions &options) override { return FileDialog(options, QFileDialog::AcceptOpen); }
-    bool SaveFileDialog(TFileDialogOptions &options) override { return FileDialog(options, QFileDialog::AcceptSave); }
+    bool OpenFileDialog(TFileDialogOptions &options) override
+    {
+        return FileDialog(options, QFileDialog::AcceptOpen);
+    }
+    bool SaveFileDialog(TFileDialogOptions &options) override
+    {
+        return FileDialog(options, QFileDialog::AcceptSave);
+    }
 
     bool PrintDialog(QPrinter &printer) override
     {
@@ -139,10 +154,7 @@ public:
         return *FPrinter;
     }
 
-    void ShowHelp(int helpContext) override
-    {
-        std::fprintf(stderr, "Help: topic %d\n", helpContext);
-    }
+    void ShowHelp(int helpContext) override { std::fprintf(stderr, "Help: topic %d\n", helpContext); }
 
     void Beep() override
     {
@@ -206,7 +218,8 @@ private:
             return false;
         QFileDialog dialog(nullptr, options.Title, options.InitialDir);
         dialog.setAcceptMode(mode);
-        dialog.setFileMode(mode == QFileDialog::AcceptOpen ? QFileDialog::ExistingFile : QFileDialog::AnyFile);
+        dialog.setFileMode(mode == QFileDialog::AcceptOpen ? QFileDialog::ExistingFile
+                                                           : QFileDialog::AnyFile);
         const QStringList filters = FilterToNameFilters(options.Filter);
         if (!filters.isEmpty())
             dialog.setNameFilters(filters);
@@ -282,7 +295,8 @@ void TRecordingUiServices::Record(const Call &call)
     Calls.push_back(call);
 }
 
-int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int helpContext)
+int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons,
+                                     int helpContext)
 {
     std::lock_guard<std::recursive_mutex> lock(FLock);
     int answer;

@@ -19,7 +19,17 @@ namespace wn {
 
 enum TMsgDlgType : std::uint8_t { mtWarning, mtError, mtInformation, mtConfirmation, mtCustom };
 enum TMsgDlgBtn : std::uint8_t {
-    mbYes, mbNo, mbOK, mbCancel, mbAbort, mbRetry, mbIgnore, mbAll, mbNoToAll, mbYesToAll, mbHelp
+    mbYes,
+    mbNo,
+    mbOK,
+    mbCancel,
+    mbAbort,
+    mbRetry,
+    mbIgnore,
+    mbAll,
+    mbNoToAll,
+    mbYesToAll,
+    mbHelp
 };
 using TMsgDlgButtons = TSet<TMsgDlgBtn>;
 
@@ -69,7 +79,8 @@ public:
     virtual ~TUiServices();
 
     // Shows a modal message box; returns the modal result of the button pressed.
-    virtual int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int helpContext) = 0;
+    virtual int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons,
+                           int helpContext) = 0;
     // On confirmation: true, with options.FileName set to the chosen file.
     virtual bool OpenFileDialog(TFileDialogOptions &options) = 0;
     virtual bool SaveFileDialog(TFileDialogOptions &options) = 0;

@@ -30,8 +30,8 @@ TEST(CodePages, EveryByteSurvivesARoundTrip)
 
 TEST(CodePages, UpperHalfAgreesWithQtsConverters)
 {
-    for (const auto &[name, page] : {std::pair{"windows-1252", TCodePage::Windows1252},
-                                     std::pair{"IBM850", TCodePage::IBM850}}) {
+    for (const auto &[name, page] :
+         {std::pair{"windows-1252", TCodePage::Windows1252}, std::pair{"IBM850", TCodePage::IBM850}}) {
         QStringDecoder icu(name);
         if (!icu.isValid())
             GTEST_SKIP() << "Qt was built without ICU";
@@ -53,8 +53,8 @@ TEST(CodePages, KnownCharacters)
 
 TEST(CodePages, UnmappableCharactersBecomeQuestionMarks)
 {
-    EXPECT_EQ(ToWin1252(QStringLiteral("a\u0416b")), QByteArray("a?b"));   // Cyrillic
-    EXPECT_EQ(ToOem(QStringLiteral("€")), QByteArray("?"));               // not in 850
+    EXPECT_EQ(ToWin1252(QStringLiteral("a\u0416b")), QByteArray("a?b")); // Cyrillic
+    EXPECT_EQ(ToOem(QStringLiteral("€")), QByteArray("?"));              // not in 850
     // A character outside the BMP is one character, so one "?".
     EXPECT_EQ(ToWin1252(QString::fromUcs4(U"x\U0001F600y")), QByteArray("x?y"));
     // A lone surrogate is unmappable too.
@@ -65,9 +65,15 @@ TEST(CodePages, UnmappableCharactersBecomeQuestionMarks)
 TEST(CodePages, TextDetectionPrefersValidUtf8)
 {
     TTextEncoding enc;
-    EXPECT_EQ(DecodeText("Gr\xC3\xBC\xC3\x9F" "e", enc), QStringLiteral("Grüße"));
+    EXPECT_EQ(DecodeText("Gr\xC3\xBC\xC3\x9F"
+                         "e",
+                         enc),
+              QStringLiteral("Grüße"));
     EXPECT_EQ(enc, TTextEncoding::Utf8);
-    EXPECT_EQ(DecodeText("Gr\xFC\xDF" "e", enc), QStringLiteral("Grüße"));
+    EXPECT_EQ(DecodeText("Gr\xFC\xDF"
+                         "e",
+                         enc),
+              QStringLiteral("Grüße"));
     EXPECT_EQ(enc, TTextEncoding::Windows1252);
     EXPECT_EQ(DecodeText("\xEF\xBB\xBFplain", enc), QStringLiteral("plain"));
     EXPECT_EQ(enc, TTextEncoding::Utf8Bom);
@@ -80,8 +86,8 @@ TEST(CodePages, TextDetectionPrefersValidUtf8)
 
 TEST(CodePages, RewriteKeepsTheEncodingItWasReadIn)
 {
-    for (const QByteArray &original :
-         {QByteArray("L\xE4rm\r\n"), QByteArray("L\xC3\xA4rm\r\n"), QByteArray("\xEF\xBB\xBFL\xC3\xA4rm\r\n")}) {
+    for (const QByteArray &original : {QByteArray("L\xE4rm\r\n"), QByteArray("L\xC3\xA4rm\r\n"),
+                                       QByteArray("\xEF\xBB\xBFL\xC3\xA4rm\r\n")}) {
         TTextEncoding enc;
         const QString text = DecodeText(original, enc);
         EXPECT_EQ(EncodeText(text, enc), original);
@@ -94,7 +100,8 @@ TEST(CodePages, ReadTextFile)
     const QString name = dir.filePath(QStringLiteral("a.txt"));
     QFile f(name);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("Stra\xDF" "e");
+    f.write("Stra\xDF"
+            "e");
     f.close();
     TTextEncoding enc;
     EXPECT_EQ(ReadTextFile(name, enc), QStringLiteral("Straße"));

@@ -23,7 +23,8 @@ TEST(TSetTest, BitsFollowTheOrdinals)
     EXPECT_EQ(s, (TSet<TStyle>{asRead, asAccept, asClose}));
     EXPECT_EQ((s - TSet<TStyle>{asRead}).Bits(), 0b101000u);
     EXPECT_EQ((s & TSet<TStyle>{asRead, asConnect}), TSet<TStyle>{asRead});
-    EXPECT_EQ(TSet<TStyle>::FromBits(0x3F), (TSet<TStyle>{asRead, asWrite, asOOB, asAccept, asConnect, asClose}));
+    EXPECT_EQ(TSet<TStyle>::FromBits(0x3F),
+              (TSet<TStyle>{asRead, asWrite, asOOB, asAccept, asConnect, asClose}));
     EXPECT_TRUE(TSet<TStyle>().empty());
 }
 

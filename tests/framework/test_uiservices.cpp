@@ -11,7 +11,8 @@ TEST(UiServicesTest, FakeAnswersScriptedRepliesInOrder)
     TRecordingUiServices fake;
     TUiServicesScope scope(fake);
     fake.MessageAnswers = {mrYes, mrCancel};
-    EXPECT_EQ(UiServices().MessageDlg(QStringLiteral("Overwrite?"), mtConfirmation, {mbYes, mbNo}, 12), mrYes);
+    EXPECT_EQ(UiServices().MessageDlg(QStringLiteral("Overwrite?"), mtConfirmation, {mbYes, mbNo}, 12),
+              mrYes);
     EXPECT_EQ(UiServices().MessageDlg(QStringLiteral("Again?"), mtWarning, {mbOK, mbCancel}, 0), mrCancel);
     // Script used up: OK where there is an OK button, No for a yes/no question.
     EXPECT_EQ(UiServices().MessageDlg(QStringLiteral("x"), mtError, {mbOK}, 0), mrOk);
