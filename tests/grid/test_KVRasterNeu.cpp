@@ -2,6 +2,8 @@
 
 #include "framework/Exceptions.h"
 
+#include "TestSupport.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -11,6 +13,8 @@
 #include <random>
 
 using namespace wn;
+using wntest::ReadAll;
+using wntest::WriteAll;
 
 namespace {
 
@@ -29,20 +33,6 @@ public:
 QByteArray Hex(const char *hex)
 {
     return QByteArray::fromHex(hex);
-}
-
-QByteArray ReadAll(const QString &path)
-{
-    QFile f(path);
-    EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-    return f.readAll();
-}
-
-void WriteAll(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(f.write(bytes), bytes.size());
 }
 
 class RKFileTest : public ::testing::Test
@@ -787,6 +777,42 @@ TEST_F(RKFileTest, FileErrorsRaiseWithTheOsError)
     } catch (const EInOutError &e) {
         EXPECT_EQ(e.ErrorCode, ENOENT);
     }
+}
+
+TEST_F(RKFileTest, ReadOnlyOpenReadsAndRefusesWrites)
+{
+    const QString path = Path("ro.rlk");
+    {
+        TRKFile f(path);
+        FillSmallGrid(f);
+        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
+    }
+    const QByteArray before = ReadAll(path);
+    TRKFile f(path);
+    f.OpenGridFileReadOnly();
+    ASSERT_TRUE(f.ReadGridStructure());
+    f.ReadAllNames();
+    EXPECT_EQ(f.GetHInfo(1)->Name, QStringLiteral("L"));
+    // The query keeps the file open as it found it.
+    double x = 110, y = 200, z = 0;
+    TTaggedLines lines;
+    f.GetValuesOfPt(false, nullptr, x, y, z, lines);
+    EXPECT_TRUE(f.IsOpen());
+    EXPECT_EQ(lines.first().Text, QStringLiteral("L [dB] \t0"));
+    try {
+        f.WriteGridStructure();
+        FAIL() << "wrote through a read-only open";
+    } catch (const EInOutError &e) {
+        EXPECT_EQ(e.ErrorCode, EBADF);
+    }
+    const char cell[4] = {1, 2, 3, 4};
+    EXPECT_THROW(f.WriteDataBlock(1, 1, 1, 1, cell), EInOutError);
+    EXPECT_THROW(f.WriteHMinMax(), EInOutError);
+    // Opening again for writing works as before.
+    f.OpenGridFile();
+    f.WriteDataBlock(2, 1, 1, 1, cell);
+    f.CloseGridFile();
+    EXPECT_EQ(ReadAll(path).toHex(), (before.left(before.size() - 4) + QByteArray(cell, 4)).toHex());
 }
 
 TEST(RKFileDevice, FullDiskAnswersFalse)
