@@ -657,7 +657,7 @@ void TRKFile::ReadAllMinMax()
     ReadMinMax(kW2MinMax);
 }
 
-void TRKFile::WriteMinMax(TKennung Kennung)
+void TRKFile::WriteListEntries(TKennung Kennung, QByteArray (*Entry)(const TInfoItem &))
 {
     if (Kennung != kHMinMax && Kennung != kW1MinMax && Kennung != kW2MinMax)
         return;
@@ -666,8 +666,13 @@ void TRKFile::WriteMinMax(TKennung Kennung)
         return;
     QByteArray entries;
     for (const auto &item : *ListOf(Kennung))
-        entries += MinMaxEntry(*item);
+        entries += Entry(*item);
     WriteExact(entries.constData(), entries.size());
+}
+
+void TRKFile::WriteMinMax(TKennung Kennung)
+{
+    WriteListEntries(Kennung, MinMaxEntry);
 }
 
 void TRKFile::WriteHMinMax()
@@ -720,15 +725,7 @@ void TRKFile::WriteNames(TKennung Kennung)
 {
     // The suite's files depend on this: only the min/max identifiers are acted on, and the
     // entries land on that min/max section.
-    if (Kennung != kHMinMax && Kennung != kW1MinMax && Kennung != kW2MinMax)
-        return;
-    TrecInfo info;
-    if (!SeekKenn(Kennung, info))
-        return;
-    QByteArray entries;
-    for (const auto &item : *ListOf(Kennung))
-        entries += NameEntry(*item);
-    WriteExact(entries.constData(), entries.size());
+    WriteListEntries(Kennung, NameEntry);
 }
 
 void TRKFile::WriteHNames()

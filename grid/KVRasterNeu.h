@@ -206,6 +206,9 @@ private:
     std::int64_t FileSize() const;
     std::int64_t CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row);
     TInfoList *ListOf(TKennung Kennung);
+    // Writes one entry per item of the list of a min/max identifier over that section's payload;
+    // other identifiers and an absent section change nothing.
+    void WriteListEntries(TKennung Kennung, QByteArray (*Entry)(const TInfoItem &));
     std::uint16_t CountOf(TKennung Kennung) const;
 
     QString FFileName;
