@@ -332,6 +332,37 @@ TEST_F(RKFileTest, TruncatedFilesLoseEverySectionBehindTheBreak)
     }
 }
 
+TEST_F(RKFileTest, RememberedPositionsAreTrustedWithoutANewScan)
+{
+    const QString path = Path("moved.rlk");
+    {
+        TRKFile f(path);
+        FillSmallGrid(f);
+        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
+    }
+    TProbe r(path);
+    r.OpenGridFile();
+    r.ReadComment();
+    EXPECT_EQ(r.Comment, QStringLiteral("Hi"));
+    r.CloseGridFile();
+
+    // Another writer puts an empty version section in front of the comment.
+    QByteArray bytes = ReadAll(path);
+    bytes.insert(70, Hex("000000"));
+    WriteAll(path, bytes);
+    r.OpenGridFile();
+    r.Comment.clear();
+    r.ReadComment(); // the remembered place now holds the version header
+    EXPECT_EQ(r.Comment, QString());
+    EXPECT_FALSE(r.Has(kComment));
+    EXPECT_TRUE(r.Has(kHMinMax)); // never looked for before: found by a scan
+
+    TProbe fresh(path);
+    fresh.OpenGridFile();
+    fresh.ReadComment();
+    EXPECT_EQ(fresh.Comment, QStringLiteral("Hi"));
+}
+
 TEST_F(RKFileTest, TruncatedPayloadRaisesOnRead)
 {
     const QString full = Path("tp.rlk");
