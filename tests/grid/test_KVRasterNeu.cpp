@@ -67,6 +67,16 @@ protected:
         f.GetW2Info(1)->Name = QStringLiteral("T");
     }
 
+    // FillSmallGrid written to a new file.
+    QString MakeSmallGrid(const QString &name)
+    {
+        const QString path = Path(name);
+        TRKFile f(path);
+        FillSmallGrid(f);
+        EXPECT_TRUE(f.CreateEmptyGrid(nullptr, 0));
+        return path;
+    }
+
     // A grid of cols x rows with a cell of 3 bytes (flag + two byte channels).
     QString MakeByteGrid(const QString &name, int cols, int rows)
     {
@@ -334,12 +344,7 @@ TEST_F(RKFileTest, TruncatedFilesLoseEverySectionBehindTheBreak)
 
 TEST_F(RKFileTest, RememberedPositionsAreTrustedWithoutANewScan)
 {
-    const QString path = Path("moved.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("moved.rlk");
     TProbe r(path);
     r.OpenGridFile();
     r.ReadComment();
@@ -365,12 +370,7 @@ TEST_F(RKFileTest, RememberedPositionsAreTrustedWithoutANewScan)
 
 TEST_F(RKFileTest, TruncatedPayloadRaisesOnRead)
 {
-    const QString full = Path("tp.rlk");
-    {
-        TRKFile f(full);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString full = MakeSmallGrid("tp.rlk");
     WriteAll(full, ReadAll(full).left(40)); // inside the structure
     TRKFile r(full);
     r.OpenGridFile();
@@ -686,12 +686,7 @@ TEST_F(PointQueryTest, VerticalSection)
 
 TEST_F(RKFileTest, WriteNamesOnlyActsOnMinMaxSections)
 {
-    const QString path = Path("wn.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("wn.rlk");
     const QByteArray before = ReadAll(path);
     TRKFile f(path);
     f.OpenGridFile();
@@ -716,12 +711,7 @@ TEST_F(RKFileTest, WriteNamesOnlyActsOnMinMaxSections)
 
 TEST_F(RKFileTest, MinMaxRewrittenInPlace)
 {
-    const QString path = Path("mm.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("mm.rlk");
     TRKFile f(path);
     f.OpenGridFile();
     f.ReadGridStructure();
@@ -812,12 +802,7 @@ TEST_F(RKFileTest, FileErrorsRaiseWithTheOsError)
 
 TEST_F(RKFileTest, ReadOnlyOpenReadsAndRefusesWrites)
 {
-    const QString path = Path("ro.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("ro.rlk");
     const QByteArray before = ReadAll(path);
     TRKFile f(path);
     f.OpenGridFileReadOnly();
@@ -938,12 +923,7 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
 TEST_F(RKFileTest, GarbageFilesNeverCrash)
 {
     std::mt19937 rng(12345);
-    const QString full = Path("g.rlk");
-    {
-        TRKFile f(full);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString full = MakeSmallGrid("g.rlk");
     const QByteArray good = ReadAll(full);
     for (int round = 0; round < 300; ++round) {
         QByteArray bytes;
