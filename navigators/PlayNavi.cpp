@@ -178,7 +178,7 @@ void TPlayButtons::resizeEvent(QResizeEvent *event)
 void TPlayButtons::paintEvent(QPaintEvent *)
 {
     QPainter p(this);
-    const QPalette &pal = palette();
+    const QPalette pal = FacePalette(*this);
     p.setPen(ColorToQColor(clWindowFrame, pal));
     p.setBrush(ColorToQColor(clBtnFace, pal));
     p.drawRect(0, 0, width() - 1, height() - 1);
@@ -193,7 +193,7 @@ void TPlayButtons::paintEvent(QPaintEvent *)
 
 void TPlayButtons::DrawButton(QPainter &p, TMPBtnType Button, int x)
 {
-    const QPalette &pal = palette();
+    const QPalette pal = FacePalette(*this);
     const int bw = FButtonWidth, h = height();
     const bool pressed = FPressedIn && FPressedButton == Button;
 
