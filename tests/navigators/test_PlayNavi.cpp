@@ -108,6 +108,16 @@ TEST(PlayButtons, NewBarGrowsToTheMinimumAndStaysThere)
     EXPECT_EQ(bar.ButtonWidth(), 34);
 }
 
+TEST(PlayButtons, NewBarHasItsSnappedSizeBeforeItIsShown)
+{
+    TPlayButtons bar;
+    EXPECT_EQ(bar.size(), QSize(253, 24));
+    EXPECT_EQ(bar.ButtonWidth(), 29);
+    bar.SetVisible(TPlaySet{pnPlay, pnStop});
+    EXPECT_EQ(bar.size(), QSize(57, 24));
+    EXPECT_EQ(bar.ButtonRect(pnStop), QRect(28, 0, 29, 24));
+}
+
 TEST(PlayButtons, HidingButtonsKeepsTheButtonWidth)
 {
     THostedControl<TPlayButtons> host;
