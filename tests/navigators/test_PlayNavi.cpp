@@ -306,8 +306,9 @@ TEST(PlayButtonsPictures, GlyphsAndFocusRectangle)
     bar.SetEnabled(false);
     const QImage disabled = wn::test::Picture(bar, "player_disabled_bar");
     // A disabled bar shows its state in the glyphs only; frame and faces keep their colours.
-    for (const QPoint p : {QPoint(0, 0), QPoint(1, 1), QPoint(stop.left() + 1, 1), QPoint(stop.left() + 3, 3),
-                           QPoint(stop.right() - 1, stop.bottom() - 1), QPoint(bar.width() - 1, bar.height() - 1)})
+    for (const QPoint p :
+         {QPoint(0, 0), QPoint(1, 1), QPoint(stop.left() + 1, 1), QPoint(stop.left() + 3, 3),
+          QPoint(stop.right() - 1, stop.bottom() - 1), QPoint(bar.width() - 1, bar.height() - 1)})
         EXPECT_EQ(disabled.pixel(p), enabled.pixel(p)) << p.x() << "," << p.y();
     EXPECT_GT(wn::test::CountPixels(disabled, stop, qRgb(128, 128, 128)), 50);
 }

@@ -150,8 +150,8 @@ TEST(SpeedButton, DisabledButtonKeepsTheColoursOfItsFaceAndFrame)
     button->show();
     auto frameAndFace = [&](const QString &name) {
         const QImage image = wn::test::Picture(*button, name);
-        return std::vector<QRgb>{image.pixel(0, 0), image.pixel(19, 17), image.pixel(18, 16), image.pixel(1, 1),
-                                 image.pixel(10, 9)};
+        return std::vector<QRgb>{image.pixel(0, 0), image.pixel(19, 17), image.pixel(18, 16),
+                                 image.pixel(1, 1), image.pixel(10, 9)};
     };
     const std::vector<QRgb> enabled = frameAndFace("speedbutton_up_plain");
     EXPECT_EQ(enabled[0], ColorToQColor(clBtnHighlight).rgb());
