@@ -120,7 +120,8 @@ TEST(Navigator, SizeRuleThroughTheWidget)
     EXPECT_EQ(nav.size(), QSize(250, 30));
     EXPECT_EQ(nav.Buttons(nbRefresh)->geometry(), QRect(225, 0, 25, 30));
 
-    nav.SetAlign(alTop);
+    EXPECT_TRUE(nav.setProperty("Align", QVariant::fromValue(alTop)));
+    EXPECT_EQ(nav.Align(), alTop);
     nav.resize(255, 25);
     EXPECT_EQ(nav.width(), 255);
     EXPECT_EQ(nav.Buttons(nbPrior)->width(), 26);
