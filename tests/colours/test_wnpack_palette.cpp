@@ -1,10 +1,14 @@
 // The wnpack palette commands, run as a person runs them.
+#include "ScaleFileBytes.h"
+
 #include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+
+using namespace wn::test;
 
 namespace {
 
@@ -60,8 +64,7 @@ TEST_F(WnpackPaletteTest, DefaultShowAndNearest)
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray bytes = file.readAll();
     ASSERT_EQ(bytes.size(), 742);
-    EXPECT_EQ(bytes.left(22),
-              QByteArray("\x21\x00\x0A\x00KV.SGC\x55\xBB\x30\x01\x22\x00\x00\x00\x46\x00\xD0\x02", 22));
+    EXPECT_EQ(bytes, ScaleFile(".SGC", DefaultRecord()));
 
     const TRun show = Run({"show", Path("d.SGC")});
     ASSERT_EQ(show.exitCode, 0);
@@ -74,6 +77,28 @@ TEST_F(WnpackPaletteTest, DefaultShowAndNearest)
     // Yellow is entry 25 and again entry 86: the lower number wins.
     EXPECT_EQ(Run({"nearest", Path("d.SGC"), "250", "250", "10"}).out, QStringLiteral("25\n"));
     EXPECT_EQ(Run({"nearest", Path("d.SGC"), "130", "60", "5"}).out, QStringLiteral("38\n"));
+}
+
+TEST_F(WnpackPaletteTest, ShowListsEveryEntryOfAFileWrittenElsewhere)
+{
+    QByteArray record(720, '\0');
+    for (int i = 0; i < record.size(); ++i)
+        record[i] = char((i * 37 + 11) % 256);
+    QFile file(Path("other.sgc"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(ScaleFile(".sgc", record));
+    file.close();
+
+    const TRun show = Run({"show", Path("other.sgc")});
+    ASSERT_EQ(show.exitCode, 0) << qPrintable(show.err);
+    QString expected;
+    for (int nr = 1; nr <= 240; ++nr)
+        expected += QStringLiteral("%1\t%2\t%3\t%4\n")
+                        .arg(nr)
+                        .arg(quint8(record[3 * nr - 3]))
+                        .arg(quint8(record[3 * nr - 2]))
+                        .arg(quint8(record[3 * nr - 1]));
+    EXPECT_EQ(show.out, expected);
 }
 
 TEST_F(WnpackPaletteTest, ImportAndRender)
