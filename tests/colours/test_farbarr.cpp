@@ -155,6 +155,15 @@ TEST_F(FarbArrTest, FilesWrittenElsewhereLoad)
     EXPECT_EQ(Entry(g, 3), (Rgb{100, 100, 100}));
     EXPECT_EQ(g.GetRGBFarbe(1), RGB(9, 8, 7));
 
+    // Another version and a comment of its own do not matter.
+    QByteArray commented = Bytes({0x21, 0x00, 0x0A, 0x00, 'K', 'V', '.', 'S', 'G', 'C', 0x01, 0x00, 0x00, 0x80}) +
+                           Bytes({0x22, 0x00, 0x07, 0x00}) + QByteArray("by hand") +
+                           Bytes({0x46, 0x00, 0xD0, 0x02}) + QByteArray(720, '\x5A');
+    WriteAll(Path("commented.SGC"), commented);
+    g.LoadColors(Path("commented.SGC"));
+    EXPECT_EQ(Entry(g, 1), (Rgb{0x5A, 0x5A, 0x5A}));
+    EXPECT_EQ(Entry(g, 240), (Rgb{0x5A, 0x5A, 0x5A}));
+
     // A longer record gives its first 720 bytes.
     WriteAll(Path("long.SGC"), ScaleFile(".SGC", QByteArray(720, '\x22') + QByteArray(30, '\x33')));
     g.LoadColors(Path("long.SGC"));
