@@ -156,9 +156,10 @@ TEST_F(FarbArrTest, FilesWrittenElsewhereLoad)
     EXPECT_EQ(g.GetRGBFarbe(1), RGB(9, 8, 7));
 
     // Another version and a comment of its own do not matter.
-    QByteArray commented = Bytes({0x21, 0x00, 0x0A, 0x00, 'K', 'V', '.', 'S', 'G', 'C', 0x01, 0x00, 0x00, 0x80}) +
-                           Bytes({0x22, 0x00, 0x07, 0x00}) + QByteArray("by hand") +
-                           Bytes({0x46, 0x00, 0xD0, 0x02}) + QByteArray(720, '\x5A');
+    const QByteArray commented =
+        Bytes({0x21, 0x00, 0x0A, 0x00, 'K', 'V', '.', 'S', 'G', 'C', 0x01, 0x00, 0x00, 0x80}) +
+        Bytes({0x22, 0x00, 0x07, 0x00}) + QByteArray("by hand") + Bytes({0x46, 0x00, 0xD0, 0x02}) +
+        QByteArray(720, '\x5A');
     WriteAll(Path("commented.SGC"), commented);
     g.LoadColors(Path("commented.SGC"));
     EXPECT_EQ(Entry(g, 1), (Rgb{0x5A, 0x5A, 0x5A}));
@@ -493,8 +494,13 @@ TEST_F(FarbArrTest, DisplayTableFollowsEveryChange)
     // Both the display table and the channels the nearest-entry search reads.
     const auto ExpectCachesRight = [](const TFarbArray &f, const char *after) {
         ExpectTableRight(f, after);
-        for (const auto &c : {std::array<int, 3>{0, 0, 0}, {90, 90, 90}, {5, 6, 7}, {250, 1, 1}, {10, 200, 30},
-                              {60, 70, 80}, {255, 255, 255}})
+        for (const auto &c : {std::array<int, 3>{0, 0, 0},
+                              {90, 90, 90},
+                              {5, 6, 7},
+                              {250, 1, 1},
+                              {10, 200, 30},
+                              {60, 70, 80},
+                              {255, 255, 255}})
             ASSERT_EQ(f.GetNearestFarbNr(c[0], c[1], c[2]), LiteralNearest(f, c[0], c[1], c[2]))
                 << c[0] << " " << c[1] << " " << c[2] << " after " << after;
     };
