@@ -75,6 +75,12 @@ float Fraction(double Percent)
     return float(static_cast<long double>(Percent) / 100.0L);
 }
 
+// The intensity that SetColorIntens takes from Percent.
+float IntensityOf(double Percent)
+{
+    return Percent >= -100.001 && Percent <= 100.001 ? Fraction(Percent) : 0.0f;
+}
+
 } // namespace
 
 TFarbArray::TFarbArray(QObject *Owner) : QObject(Owner)
@@ -164,7 +170,7 @@ std::uint8_t TFarbArray::Intens(std::uint8_t C) const
 
 void TFarbArray::SetColorIntens(double Percent)
 {
-    FIntens = Percent >= -100.001 && Percent <= 100.001 ? Fraction(Percent) : 0.0f;
+    FIntens = IntensityOf(Percent);
     UpdateAllDisplay();
 }
 
@@ -193,8 +199,7 @@ TColor TFarbArray::GetIntensRGB(int Nr, double Percent) const
         g = Intens(FColors[i + 1]);
         b = Intens(FColors[i + 2]);
     }
-    const float intensity = Percent >= -100.001 && Percent <= 100.001 ? Fraction(Percent) : 0.0f;
-    return ColorAt(r, g, b, intensity);
+    return ColorAt(r, g, b, IntensityOf(Percent));
 }
 
 void TFarbArray::CalcRGB(int Nr)

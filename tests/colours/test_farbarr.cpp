@@ -1,9 +1,9 @@
 #include "colours/FarbArr.h"
 
+#include "ScaleFileBytes.h"
+
 #include "framework/Exceptions.h"
 #include "grid/FileIO.h"
-
-#include "TestSupport.h"
 
 #include <QFile>
 #include <QImage>
@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <limits>
 #include <random>
@@ -30,38 +31,6 @@ Rgb Entry(const TFarbArray &f, int nr)
     Rgb c{1, 2, 3};
     f.GetRGB(nr, c.r, c.g, c.b);
     return c;
-}
-
-// Record 70 of the default palette, typed in from the table of default colours.
-QByteArray DefaultRecord()
-{
-    QByteArray rec(720, '\0');
-    const int table[][4] = {
-        {2, 50, 50, 50},     {3, 100, 100, 100}, {4, 150, 150, 150}, {5, 180, 180, 180}, {6, 220, 220, 220},
-        {7, 255, 255, 255},  {8, 120, 0, 0},     {9, 200, 0, 0},     {10, 255, 0, 0},    {11, 255, 120, 120},
-        {12, 255, 200, 200}, {13, 0, 120, 0},    {14, 0, 200, 0},    {15, 0, 255, 0},    {16, 120, 255, 120},
-        {17, 200, 255, 200}, {18, 0, 0, 120},    {19, 0, 0, 200},    {20, 0, 0, 255},    {21, 120, 120, 255},
-        {22, 200, 200, 255}, {23, 120, 120, 0},  {24, 200, 200, 0},  {25, 255, 255, 0},  {26, 255, 255, 120},
-        {27, 255, 255, 200}, {28, 120, 0, 120},  {29, 200, 0, 200},  {30, 255, 0, 255},  {31, 255, 120, 255},
-        {32, 255, 200, 255}, {33, 0, 120, 120},  {34, 0, 200, 200},  {35, 0, 255, 255},  {36, 120, 255, 255},
-        {37, 200, 255, 255}, {38, 120, 60, 0},   {39, 160, 80, 0},   {40, 200, 100, 0},  {41, 255, 150, 0},
-        {42, 255, 200, 120}, {43, 200, 100, 0},  {81, 0, 120, 0},    {82, 51, 147, 0},   {83, 102, 174, 0},
-        {84, 153, 201, 0},   {85, 204, 228, 0},  {86, 255, 255, 0},  {87, 246, 212, 0},  {88, 237, 170, 0},
-        {89, 227, 128, 0},   {90, 218, 85, 0},   {91, 209, 42, 0},   {92, 200, 0, 0},    {93, 150, 0, 30},
-        {94, 100, 0, 60},    {95, 50, 0, 90},    {96, 0, 0, 120},
-    };
-    for (const auto &e : table)
-        for (int c = 0; c < 3; ++c)
-            rec[3 * (e[0] - 1) + c] = char(e[1 + c]);
-    return rec;
-}
-
-// The colour-scale file as another program writes it.
-QByteArray ScaleFile(const QByteArray &ext, const QByteArray &record)
-{
-    return Bytes({0x21, 0x00, 0x0A, 0x00, 'K', 'V'}) + ext + Bytes({0x55, 0xBB, 0x30, 0x01}) +
-           Bytes({0x22, 0x00, 0x00, 0x00}) +
-           Bytes({0x46, 0x00, int(record.size() & 0xFF), int(record.size() >> 8)}) + record;
 }
 
 // The display colour worked out from the public parts, without the cached table.
@@ -170,6 +139,16 @@ TEST_F(FarbArrTest, FilesWrittenElsewhereLoad)
     EXPECT_EQ(Entry(g, 2), (Rgb{6, 5, 4}));
     EXPECT_EQ(Entry(g, 3), (Rgb{100, 100, 100}));
     EXPECT_EQ(g.GetRGBFarbe(1), RGB(9, 8, 7));
+
+    // Another version and a comment of its own do not matter.
+    const QByteArray commented =
+        Bytes({0x21, 0x00, 0x0A, 0x00, 'K', 'V', '.', 'S', 'G', 'C', 0x01, 0x00, 0x00, 0x80}) +
+        Bytes({0x22, 0x00, 0x07, 0x00}) + QByteArray("by hand") + Bytes({0x46, 0x00, 0xD0, 0x02}) +
+        QByteArray(720, '\x5A');
+    WriteAll(Path("commented.SGC"), commented);
+    g.LoadColors(Path("commented.SGC"));
+    EXPECT_EQ(Entry(g, 1), (Rgb{0x5A, 0x5A, 0x5A}));
+    EXPECT_EQ(Entry(g, 240), (Rgb{0x5A, 0x5A, 0x5A}));
 
     // A longer record gives its first 720 bytes.
     WriteAll(Path("long.SGC"), ScaleFile(".SGC", QByteArray(720, '\x22') + QByteArray(30, '\x33')));
@@ -497,38 +476,51 @@ TEST_F(FarbArrTest, AssignAndCopyLeaveTheGreyFraction)
 
 TEST_F(FarbArrTest, DisplayTableFollowsEveryChange)
 {
+    // Both the display table and the channels the nearest-entry search reads.
+    const auto ExpectCachesRight = [](const TFarbArray &f, const char *after) {
+        ExpectTableRight(f, after);
+        for (const auto &c : {std::array<int, 3>{0, 0, 0},
+                              {90, 90, 90},
+                              {5, 6, 7},
+                              {250, 1, 1},
+                              {10, 200, 30},
+                              {60, 70, 80},
+                              {255, 255, 255}})
+            ASSERT_EQ(f.GetNearestFarbNr(c[0], c[1], c[2]), LiteralNearest(f, c[0], c[1], c[2]))
+                << c[0] << " " << c[1] << " " << c[2] << " after " << after;
+    };
     TFarbArray f;
-    ExpectTableRight(f, "Create");
+    ExpectCachesRight(f, "Create");
     f.InitFarben();
-    ExpectTableRight(f, "InitFarben");
+    ExpectCachesRight(f, "InitFarben");
     f.SetColorIntens(-40);
-    ExpectTableRight(f, "SetColorIntens");
+    ExpectCachesRight(f, "SetColorIntens");
     f.SetGrayed(35);
-    ExpectTableRight(f, "SetGrayed");
+    ExpectCachesRight(f, "SetGrayed");
     f.SetBlack(60);
-    ExpectTableRight(f, "SetBlack");
+    ExpectCachesRight(f, "SetBlack");
     f.SetRGB(50, 10, 200, 30);
     f.SetRGB(2, 0, 0, 0);
-    ExpectTableRight(f, "SetRGB");
+    ExpectCachesRight(f, "SetRGB");
     f.SetRGB(60, 90, 90, 90);
     f.CalcRGB(60);
-    ExpectTableRight(f, "CalcRGB");
+    ExpectCachesRight(f, "CalcRGB");
     WriteAll(Path("PlotFarb.dat"), Bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 6, 7}));
     f.ImportOldColors(Path("PlotFarb.dat"));
-    ExpectTableRight(f, "ImportOldColors");
+    ExpectCachesRight(f, "ImportOldColors");
     WriteAll(Path("x.SGC"), ScaleFile(".SGC", QByteArray(720, '\x00')));
     f.LoadColors(Path("x.SGC"));
-    ExpectTableRight(f, "LoadColors");
+    ExpectCachesRight(f, "LoadColors");
     EXPECT_EQ(f.GetRGBFarbe(17), f.GetBlack());
     TFarbArray other;
     other.SetRGB(3, 250, 1, 1);
     other.SetColorIntens(10);
     f.Assign(other);
-    ExpectTableRight(f, "Assign");
+    ExpectCachesRight(f, "Assign");
     f.SetColorIntens(0);
     f.SetGrayed(0);
     f.SetBlack(0);
-    ExpectTableRight(f, "reset");
+    ExpectCachesRight(f, "reset");
 }
 
 TEST_F(FarbArrTest, PaletteRecordInsideACallersFile)

@@ -1,5 +1,5 @@
 // The wnpack palette commands, run as a person runs them.
-#include "TestSupport.h"
+#include "ScaleFileBytes.h"
 
 #include <QImage>
 #include <QTemporaryDir>
@@ -35,8 +35,7 @@ TEST_F(WnpackPaletteTest, DefaultShowAndNearest)
     ASSERT_EQ(Run({"default", Path("d.SGC")}).Status, 0);
     const QByteArray bytes = ReadAll(Path("d.SGC"));
     ASSERT_EQ(bytes.size(), 742);
-    EXPECT_EQ(bytes.left(22),
-              QByteArray("\x21\x00\x0A\x00KV.SGC\x55\xBB\x30\x01\x22\x00\x00\x00\x46\x00\xD0\x02", 22));
+    EXPECT_EQ(bytes, ScaleFile(".SGC", DefaultRecord()));
 
     const TToolRun show = Run({"show", Path("d.SGC")});
     ASSERT_EQ(show.Status, 0);
@@ -49,6 +48,25 @@ TEST_F(WnpackPaletteTest, DefaultShowAndNearest)
     // Yellow is entry 25 and again entry 86: the lower number wins.
     EXPECT_EQ(Run({"nearest", Path("d.SGC"), "250", "250", "10"}).Out, QStringLiteral("25\n"));
     EXPECT_EQ(Run({"nearest", Path("d.SGC"), "130", "60", "5"}).Out, QStringLiteral("38\n"));
+}
+
+TEST_F(WnpackPaletteTest, ShowListsEveryEntryOfAFileWrittenElsewhere)
+{
+    QByteArray record(720, '\0');
+    for (int i = 0; i < record.size(); ++i)
+        record[i] = char((i * 37 + 11) % 256);
+    WriteAll(Path("other.sgc"), ScaleFile(".sgc", record));
+
+    const TToolRun show = Run({"show", Path("other.sgc")});
+    ASSERT_EQ(show.Status, 0) << qPrintable(show.Err);
+    QString expected;
+    for (int nr = 1; nr <= 240; ++nr)
+        expected += QStringLiteral("%1\t%2\t%3\t%4\n")
+                        .arg(nr)
+                        .arg(quint8(record[3 * nr - 3]))
+                        .arg(quint8(record[3 * nr - 2]))
+                        .arg(quint8(record[3 * nr - 1]));
+    EXPECT_EQ(show.Out, expected);
 }
 
 TEST_F(WnpackPaletteTest, ImportAndRender)

@@ -4,6 +4,7 @@
 #include "framework/SysUtils.h"
 
 #include <thread>
+#include <type_traits>
 
 using namespace wn;
 using namespace wn::test;
@@ -215,6 +216,21 @@ TEST_F(MyFormatTest, ABadPatternShowsAWarningBoxByDefaultAndSurvivesAnEmptySlot)
 
     KV_ELOG = nullptr;
     EXPECT_EQ(MyFormat(QStringLiteral("%d"), {QStringLiteral("abc")}), QStringLiteral("%d"));
+}
+
+// The location object travels as AObj: the first argument is the first coordinate and the two
+// integer fields start at 0.
+TEST(ErrorHandlerTest, CarriesTwoCoordinatesAndTwoFieldsOfTheCallers)
+{
+    static_assert(std::is_same_v<decltype(TErrorHandler::ObjNr), std::int32_t>);
+    static_assert(std::is_same_v<decltype(TErrorHandler::SubKind), std::uint8_t>);
+    TErrorHandler where(-12.5, 3e7);
+    EXPECT_EQ(where.X, -12.5);
+    EXPECT_EQ(where.Y, 3e7);
+    EXPECT_EQ(where.ObjNr, 0);
+    EXPECT_EQ(where.SubKind, 0);
+    TObject *asObject = &where;
+    EXPECT_EQ(dynamic_cast<TErrorHandler *>(asObject), &where);
 }
 
 using LifecycleTest = LogEventFixture;

@@ -213,6 +213,59 @@ TEST_F(QueuedModeTest, ReleaseDeliversWhatIsLeftThenRestoresDirectDelivery)
     Log_Event_Obj->InitThreadLogEvent();
 }
 
+// The last drain runs before the saved handler is put back, so an event that the handler raises
+// during it is still queued and goes out after the ones waiting before it.
+TEST_F(QueuedModeTest, ReleaseDrainsBeforeItRestoresTheSavedHandler)
+{
+    Log_Event_Obj->ReleaseThreadLogEvent();
+    KV_ELOG = [this](const QString &t, TLogStatus a, std::int32_t h, std::int32_t k, TObject *o) {
+        Rec.Handler()(t, a, h, k, o);
+        if (t == QLatin1String("first"))
+            KV_ELOG(QStringLiteral("raised while releasing"), clog_protok, 0, 0, nullptr);
+    };
+    Log_Event_Obj->InitThreadLogEvent();
+    KV_ELOG(QStringLiteral("first"), clog_protok, 0, 0, nullptr);
+    KV_ELOG(QStringLiteral("second"), clog_Hint, 0, 0, nullptr);
+    Log_Event_Obj->ReleaseThreadLogEvent();
+    EXPECT_EQ(Rec.Texts(), (QStringList{QStringLiteral("first"), QStringLiteral("second"),
+                                        QStringLiteral("raised while releasing")}));
+    EXPECT_EQ(Log_Event_Obj->QueueCount(), 0);
+    Log_Event_Obj->InitThreadLogEvent();
+}
+
+// The queue lock is held across the handler calls: a worker raising an event while the drain
+// runs waits until the drain has ended, and its event stays queued for the next one.
+TEST_F(QueuedModeTest, AWorkerRaisingDuringTheDrainWaitsForItsEnd)
+{
+    std::promise<void> raised;
+    std::future<void> raisedFuture = raised.get_future();
+    std::thread worker;
+    bool raisedInsideTheDrain = true;
+    Log_Event_Obj->ReleaseThreadLogEvent();
+    KV_ELOG = [&](const QString &t, TLogStatus a, std::int32_t h, std::int32_t k, TObject *o) {
+        Rec.Handler()(t, a, h, k, o);
+        if (t != QLatin1String("first"))
+            return;
+        worker = std::thread([&] {
+            KV_ELOG(QStringLiteral("from the worker"), clog_Step, 0, 0, nullptr);
+            raised.set_value();
+        });
+        // Only a broken lock lets the worker through here; a correct one makes this wait run out.
+        raisedInsideTheDrain =
+            raisedFuture.wait_for(std::chrono::milliseconds(200)) == std::future_status::ready;
+    };
+    Log_Event_Obj->InitThreadLogEvent();
+    KV_ELOG(QStringLiteral("first"), clog_protok, 0, 0, nullptr);
+    KV_ELOG(QStringLiteral("second"), clog_Hint, 0, 0, nullptr);
+    Log_Event_Obj->ProcessLogEvents();
+    worker.join();
+    EXPECT_FALSE(raisedInsideTheDrain);
+    EXPECT_EQ(Rec.Texts(), (QStringList{QStringLiteral("first"), QStringLiteral("second")}));
+    EXPECT_EQ(Log_Event_Obj->QueueCount(), 1);
+    Log_Event_Obj->ProcessLogEvents();
+    EXPECT_EQ(Rec.Texts().last(), QStringLiteral("from the worker"));
+}
+
 // The drain reads the global dispatcher's queue but delivers to the handler saved in the object
 // it is called on.
 TEST_F(QueuedModeTest, ADrainThroughAnotherDispatcherUsesThatDispatchersHandler)
