@@ -751,7 +751,7 @@ std::atomic<TSocketErrorProc> TheErrorProc{nullptr};
 
 QString WindowsSocketError(int code, const QString &op)
 {
-    return sWindowsSocketError.arg(winsock::SysErrorMessage(code)).arg(code).arg(op);
+    return sWindowsSocketError.arg(winsock::SysErrorMessage(code), QString::number(code), op);
 }
 
 void ResetAddress(sockaddr_in &addr)
@@ -872,6 +872,8 @@ void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const
 
 void TCustomWinSocket::Close()
 {
+    // Under the lock: another thread may be closing the same socket.
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     Disconnect(FSocket);
 }
 
@@ -978,6 +980,11 @@ sockaddr_in TCustomWinSocket::InitSocket(const QString &Name, const QString &Add
     return result;
 }
 
+in_addr_t TCustomWinSocket::AsyncListenAddress() const
+{
+    return htonl(INADDR_ANY);
+}
+
 void TCustomWinSocket::AsyncInitSocket(const QString &Name, const QString &Address, const QString &Service,
                                        std::uint16_t Port, std::int32_t QueueSize, bool Client)
 {
@@ -987,7 +994,7 @@ void TCustomWinSocket::AsyncInitSocket(const QString &Name, const QString &Addre
             case lsIdle:
                 if (!Client) {
                     FLookupState = lsLookupAddress;
-                    FAddr.sin_addr.s_addr = htonl(INADDR_ANY);
+                    FAddr.sin_addr.s_addr = AsyncListenAddress();
                 } else if (!Name.isEmpty()) {
                     if (FLookupBuffer.isEmpty())
                         FLookupBuffer = QByteArray(1024, '\0');
@@ -1186,11 +1193,10 @@ std::int32_t TCustomWinSocket::SendBuf(const void *Buf, std::int32_t Count)
         std::int32_t code = winsock::WSAGetLastError();
         if (code == WSAEWOULDBLOCK)
             return result;
-        const std::int32_t original = code;
         Error(this, eeSend, code);
         Disconnect(FSocket);
         if (code != 0)
-            throw ESocketError(WindowsSocketError(original, QStringLiteral("send")));
+            throw ESocketError(WindowsSocketError(code, QStringLiteral("send")));
     }
     return result;
 }
@@ -1210,11 +1216,10 @@ std::int32_t TCustomWinSocket::ReceiveBuf(void *Buf, std::int32_t Count)
         std::int32_t code = winsock::WSAGetLastError();
         if (code == WSAEWOULDBLOCK)
             return result;
-        const std::int32_t original = code;
         Error(this, eeReceive, code);
         Disconnect(FSocket);
         if (code != 0)
-            throw ESocketError(WindowsSocketError(original, QStringLiteral("recv")));
+            throw ESocketError(WindowsSocketError(code, QStringLiteral("recv")));
     }
     return result;
 }

@@ -272,6 +272,10 @@ protected:
     virtual void Event(TCustomWinSocket *Socket, TSocketEvent SocketEvent);
     virtual void Error(TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode);
 
+    // The address a server's asynchronous set-up listens on: every interface, whatever name
+    // or address the server was given. A descendant may narrow it.
+    virtual in_addr_t AsyncListenAddress() const;
+
     void DoSetAsyncStyles();
     void DoOpen();
     void DoListen(std::int32_t QueueSize);

@@ -423,7 +423,11 @@ void TServerClientThread::Execute()
         FException = std::current_exception();
         HandleException();
         SetKeepInCache(false);
-        ReleaseClient();
+        try {
+            ReleaseClient();
+        } catch (...) {
+            // The thread ends all the same; its destructor frees a connection left attached.
+        }
     }
     if (FServerSocket)
         FServerSocket->ThreadEnd(this);
@@ -450,24 +454,25 @@ bool TServerClientThread::EndConnect()
 
 bool TServerClientThread::ReleaseClient()
 {
+    TServerClientWinSocket *client = ClientSocket();
+    if (client && FServerSocket)
+        FServerSocket->RemoveClient(client);
+    // Freeing a connection closes it, and the close is reported through this thread: the
+    // server's OnClientDisconnect hears of every connection that ends, not only of those the
+    // server closes itself. A connection the server has closed already is not reported again.
+    if (client && client->Connected())
+        client->Close();
     if (!FServerSocket) {
         delete FClientSocket.exchange(nullptr);
         return true;
     }
-    TServerClientWinSocket *client;
     bool leave;
     {
-        // Becoming idle, deciding to end and taking the connection out of the server's list
-        // happen together under the list lock: the server never hands a connection to a thread
-        // about to end, and never frees or closes a connection this thread is freeing.
+        // Becoming idle and deciding to end happen together under the list lock: the server
+        // never hands a connection to a thread about to end, and never closes a connection
+        // this thread is freeing.
         std::lock_guard<std::recursive_mutex> lock(FServerSocket->FListLock);
         client = FClientSocket.exchange(nullptr);
-        auto &connections = FServerSocket->FConnections;
-        const auto it = std::find(connections.begin(), connections.end(), client);
-        if (it != connections.end())
-            connections.erase(it);
-        else
-            client = nullptr;
         leave = Terminated() || !KeepInCache();
         // It stays in the list until it has ended, so that the server waits for it.
         FLeaving = leave;

@@ -152,9 +152,43 @@ TEST_F(SocketTest, ServerSavedActiveListensWhenLoadedAndNotWhenDesigned)
     EXPECT_GT(ListeningPort(s), 0);
 }
 
+TEST_F(SocketTest, OnlyAThreadBlockingServerListensOnItsAddress)
+{
+    // The non-blocking set-up listens on every interface; the component cannot narrow it.
+    struct Core : TServerWinSocket {
+        using TServerWinSocket::TServerWinSocket;
+        in_addr_t ListenAddress() const { return AsyncListenAddress(); }
+    };
+    EXPECT_EQ(Core(INVALID_SOCKET).ListenAddress(), htonl(INADDR_ANY));
+
+    // 192.0.2.1 belongs to no interface here: the non-blocking server does not look at it...
+    LoopbackServerSocket nonBlocking;
+    nonBlocking.SetAddress("192.0.2.1");
+    nonBlocking.SetPort(0);
+    nonBlocking.Open();
+    EXPECT_TRUE(nonBlocking.Active());
+    EXPECT_EQ(nonBlocking.Socket()->LocalAddress(), "127.0.0.1");
+    nonBlocking.Close();
+
+    // ...while the thread-blocking one tries to bind to it.
+    LoopbackServerSocket threadBlocking;
+    threadBlocking.SetServerType(stThreadBlocking);
+    threadBlocking.SetAddress("192.0.2.1");
+    threadBlocking.SetPort(0);
+    try {
+        threadBlocking.Open();
+        ADD_FAILURE() << "no exception";
+    } catch (const ESocketError &e) {
+        EXPECT_EQ(e.Message(), sWindowsSocketError.arg(winsock::SysErrorMessage(WSAEADDRNOTAVAIL),
+                                                       QString::number(WSAEADDRNOTAVAIL), "bind"));
+    }
+    EXPECT_FALSE(threadBlocking.Active());
+    EXPECT_EQ(threadBlocking.Socket()->SocketHandle(), INVALID_SOCKET);
+}
+
 TEST_F(SocketTest, NonBlockingServerAndClientExchangeData)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     std::vector<QString> log;
     auto note = [&log](const QString &what) {
         return [&log, what](TObject *, TCustomWinSocket *) { log.push_back(what); };
@@ -205,7 +239,7 @@ TEST_F(SocketTest, NonBlockingServerAndClientExchangeData)
 
 TEST_F(SocketTest, NonBlockingServerFreesAConnectionAfterItsDisconnectHandler)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     bool freed = false;
     bool freedDuringHandler = true;
     int disconnects = 0;
@@ -244,7 +278,7 @@ TEST_F(SocketTest, NonBlockingServerFreesAConnectionAfterItsDisconnectHandler)
 
 TEST_F(SocketTest, NonBlockingServerWithOpenConnectionsClosesThemAll)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     server.SetPort(0);
     server.Open();
     std::vector<int> peers;
@@ -261,7 +295,7 @@ TEST_F(SocketTest, NonBlockingServerWithOpenConnectionsClosesThemAll)
 
 TEST_F(SocketTest, ThreadBlockingServerReadsThroughTheGuiThread)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     std::atomic<int> accepts{0};
     std::atomic<bool> acceptInGui{true};
     server.OnAccept = [&](TObject *, TCustomWinSocket *) {
@@ -302,7 +336,7 @@ TEST_F(SocketTest, ThreadBlockingServerReadsThroughTheGuiThread)
 
 TEST_F(SocketTest, ThreadCacheKeepsTenAndTheEleventhThreadEnds)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     std::atomic<int> started{0}, ended{0}, created{0};
     server.SetOnThreadStart([&](TObject *, TServerClientThread *) { ++started; });
     server.SetOnThreadEnd([&](TObject *, TServerClientThread *) { ++ended; });
@@ -345,7 +379,7 @@ TEST_F(SocketTest, ThreadCacheKeepsTenAndTheEleventhThreadEnds)
 
 TEST_F(SocketTest, ThreadCacheShrinksAndGrows)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     StartThreadBlocking(server);
     TServerWinSocket *core = server.Socket();
     std::vector<int> peers;
@@ -379,7 +413,7 @@ TEST_F(SocketTest, ThreadCacheShrinksAndGrows)
 
 TEST_F(SocketTest, StoppingTheServerWaitsForBusyWorkers)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     std::atomic<int> inPass{0};
     server.SetGetThreadEvent([&](TObject *, TServerClientWinSocket *client, TServerClientThread *&thread) {
         auto *t = new BusyThread(client, &inPass);
@@ -408,6 +442,50 @@ TEST_F(SocketTest, StoppingTheServerWaitsForBusyWorkers)
     EXPECT_TRUE(server.Active());
 }
 
+TEST_F(SocketTest, ThreadBlockingServerReportsEachEndedConnectionOnce)
+{
+    LoopbackServerSocket server;
+    struct Report {
+        TCustomWinSocket *Socket;
+        bool InGui;
+        int ConnectionsListed;
+    };
+    std::mutex lock;
+    std::vector<Report> reports;
+    server.SetOnClientEvent(3, [&](TObject *Sender, TCustomWinSocket *Socket) {
+        EXPECT_EQ(Sender, static_cast<TObject *>(server.Socket()));
+        std::lock_guard<std::mutex> guard(lock);
+        reports.push_back({Socket, TThread::InGuiThread(), server.Socket()->ActiveConnections()});
+    });
+    auto reportCount = [&] {
+        std::lock_guard<std::mutex> guard(lock);
+        return reports.size();
+    };
+    StartThreadBlocking(server);
+    TServerWinSocket *core = server.Socket();
+
+    // The peer goes away: the worker frees the connection, which reports it from the worker.
+    const int peer = RawConnect(ListeningPort(server));
+    ASSERT_TRUE(WaitUntil([&] { return core->ActiveThreads() == 1; }));
+    TServerClientWinSocket *connection = core->Connections(0);
+    ::close(peer);
+    ASSERT_TRUE(WaitUntil([&] { return core->IdleThreads() == 1; }));
+    ASSERT_EQ(reportCount(), 1u);
+    EXPECT_EQ(reports[0].Socket, connection);
+    EXPECT_FALSE(reports[0].InGui);
+    // Taken out of the server's list before it closes, as freeing a connection does.
+    EXPECT_EQ(reports[0].ConnectionsListed, 0);
+
+    // The server closes a busy connection: reported once, not again when the worker frees it.
+    const int second = RawConnect(ListeningPort(server));
+    ASSERT_TRUE(WaitUntil([&] { return core->ActiveThreads() == 1; }));
+    server.Close();
+    EXPECT_EQ(reportCount(), 2u);
+    Pump(20);
+    EXPECT_EQ(reportCount(), 2u);
+    ::close(second);
+}
+
 TEST_F(SocketTest, WorkerExceptionsAreShownInTheGuiThreadAndEndTheThread)
 {
     std::vector<QString> shown;
@@ -416,7 +494,7 @@ TEST_F(SocketTest, WorkerExceptionsAreShownInTheGuiThreadAndEndTheThread)
         shown.push_back(e.Message());
         shownInGui = TThread::InGuiThread();
     });
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     bool abort = false;
     server.SetGetThreadEvent([&](TObject *, TServerClientWinSocket *client, TServerClientThread *&thread) {
         auto *t = new ThrowingThread(client, abort);
@@ -444,7 +522,7 @@ TEST_F(SocketTest, WorkerExceptionsAreShownInTheGuiThreadAndEndTheThread)
 
 TEST_F(SocketTest, TwoHundredConcurrentClientsAreAllServed)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     server.SetGetThreadEvent([&](TObject *, TServerClientWinSocket *client, TServerClientThread *&thread) {
         auto *t = new EchoThread(client);
         t->Resume();
@@ -480,7 +558,7 @@ TEST_F(SocketTest, TwoHundredConcurrentClientsAreAllServed)
 
 TEST_F(SocketTest, NonBlockingServerKeepsUpWithAFloodingPeer)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     std::int64_t received = 0;
     int reads = 0;
     server.SetOnClientEvent(0, [&](TObject *, TCustomWinSocket *Socket) {
@@ -507,7 +585,7 @@ TEST_F(SocketTest, NonBlockingServerKeepsUpWithAFloodingPeer)
 
 TEST_F(SocketTest, StoppingTheServerWaitsForAnEndingWorker)
 {
-    TWNServerSocket server;
+    LoopbackServerSocket server;
     server.SetThreadCacheSize(0);
     std::atomic<bool> inEnd{false}, endDone{false};
     server.SetOnThreadEnd([&](TObject *Sender, TServerClientThread *) {

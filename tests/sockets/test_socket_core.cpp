@@ -335,6 +335,32 @@ TEST_F(SocketTest, ReceiveErrorNotClearedRaisesAfterDisconnecting)
     EXPECT_EQ(r.Errors.back(), std::make_pair(eeReceive, WSAECONNRESET));
 }
 
+TEST_F(SocketTest, TheRaisedSendErrorCarriesTheCodeTheHandlerLeft)
+{
+    RawListener peer;
+    TClientWinSocket s(INVALID_SOCKET);
+    s.SetClientType(ctBlocking);
+    Recorder r;
+    r.Hook(s);
+    r.ClearTo = WSAETIMEDOUT;
+    s.Open("", "127.0.0.1", "", peer.Port, true);
+    ResetAndClose(peer.Accept());
+    QString message;
+    ASSERT_TRUE(WaitUntil([&] {
+        try {
+            s.SendText("x");
+        } catch (const ESocketError &e) {
+            message = e.Message();
+            return true;
+        }
+        return false;
+    }));
+    EXPECT_EQ(r.Errors.back(), std::make_pair(eeSend, WSAECONNRESET));
+    EXPECT_EQ(message, sWindowsSocketError.arg(winsock::SysErrorMessage(WSAETIMEDOUT),
+                                               QString::number(WSAETIMEDOUT), "send"));
+    EXPECT_FALSE(s.Connected());
+}
+
 TEST_F(SocketTest, SendStreamResumesExactlyAfterAWouldBlockSend)
 {
     RawListener peer;
