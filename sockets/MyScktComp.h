@@ -294,6 +294,9 @@ protected:
 private:
     friend class TSocketWindow;
     void Dispatch(int Msg, void *Message, const QByteArray *Result);
+    // The result of a send or receive: would-block passes as -1; any other failure goes to the
+    // error handler and closes the socket, and raises unless the handler cleared the code.
+    std::int32_t TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op);
     void DropStream();
     void ReleaseHandle();
 

@@ -576,7 +576,8 @@ TEST_F(SocketTest, NonBlockingServerKeepsUpWithAFloodingPeer)
         for (int i = 0; i < 4; ++i)
             SendAll(peer, block);
     });
-    ASSERT_TRUE(WaitUntil([&] { return received == 4 << 20; }, 20000)) << received;
+    EXPECT_TRUE(WaitUntil([&] { return received == 4 << 20; }, 20000)) << received;
+    // Joined in any case; the peer's send time-out bounds the flood when nobody reads.
     flood.join();
     EXPECT_GT(reads, 4000);
     ::close(peer);

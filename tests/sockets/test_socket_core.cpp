@@ -544,6 +544,21 @@ TEST_F(SocketTest, NameThatDoesNotResolve)
         << r.Errors[0].second;
     EXPECT_EQ(s.SocketHandle(), INVALID_SOCKET);
     EXPECT_EQ(r.Count(seConnecting), 0);
+
+    // Left uncleared, the failure is raised from the event loop with the look-up's own code.
+    std::vector<QString> handled;
+    auto previous = SetApplicationHandleException(
+        [&](TObject *, const std::exception &e) { handled.push_back(QString::fromUtf8(e.what())); });
+    r.ClearTo = -1;
+    s.Open("no-such-host.invalid", "", "", 80, false);
+    EXPECT_TRUE(WaitUntil([&] { return !handled.empty(); }, 20000));
+    SetApplicationHandleException(previous);
+    ASSERT_EQ(r.Errors.size(), 2u);
+    const int code = r.Errors[1].second;
+    ASSERT_EQ(handled.size(), 1u);
+    EXPECT_EQ(handled[0],
+              sWindowsSocketError.arg(winsock::SysErrorMessage(code), QString::number(code), "ASync Lookup"));
+    EXPECT_EQ(s.SocketHandle(), INVALID_SOCKET);
 }
 
 TEST_F(SocketTest, CancelledLookupDeliversNothingAndTheSocketOpensAgain)
