@@ -127,8 +127,19 @@ TEST_F(SocketTest, ServerPublishesItsPropertiesAndGuardsTheType)
         EXPECT_EQ(e.Message(), sCantChangeWhileActive);
     }
     EXPECT_NO_THROW(s.SetServerType(stThreadBlocking));
+    // The connection settings are guarded as the client's are; letter case alone is no change.
+    EXPECT_THROW(s.SetPort(s.Port() + 1), ESocketError);
+    EXPECT_THROW(s.SetService("echo"), ESocketError);
+    EXPECT_NO_THROW(s.SetPort(s.Port()));
+    EXPECT_NO_THROW(s.SetService(""));
+    EXPECT_EQ(s.Port(), 0);
+    // The thread cache may change while listening.
+    EXPECT_NO_THROW(s.SetThreadCacheSize(3));
     s.Close();
     EXPECT_FALSE(s.Active());
+    s.SetService("ECHO");
+    EXPECT_NO_THROW(s.SetService("echo"));
+    EXPECT_EQ(s.Service(), "ECHO");
 }
 
 TEST_F(SocketTest, ServerSavedActiveListensWhenLoadedAndNotWhenDesigned)
