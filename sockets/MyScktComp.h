@@ -390,6 +390,7 @@ private:
     void DoHandleException();
     void DoTerminate();
     bool ReleaseClient();
+    void ServerClosed();
     void HandleEvent(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent);
     void HandleError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
                      std::int32_t &ErrorCode);
@@ -401,6 +402,8 @@ private:
     std::atomic<bool> FKeepInCache{false};
     // Decided to end (under the server's list lock): no longer handed connections.
     bool FLeaving = false;
+    // The stopping server is closing this thread's connection; it is not freed meanwhile.
+    std::atomic<bool> FServerClosing{false};
 };
 
 // The listening socket of a server, with its connections and (thread-blocking) its threads.

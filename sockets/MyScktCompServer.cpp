@@ -133,6 +133,7 @@ void TServerWinSocket::StopClients()
 {
     for (;;) {
         TServerClientThread *thread;
+        TServerClientWinSocket *client;
         {
             std::lock_guard<std::recursive_mutex> lock(FListLock);
             if (FActiveThreads.empty())
@@ -143,9 +144,22 @@ void TServerWinSocket::StopClients()
             thread->FreeOnTerminate = false;
             thread->Terminate();
             thread->WakeUp();
-            TServerClientWinSocket *client = thread->ClientSocket();
-            if (client && client->Connected())
-                client->Close();
+            client = thread->ClientSocket();
+            if (client)
+                thread->FServerClosing.store(true);
+        }
+        if (client) {
+            // Closed outside the list lock: the close runs the connection's handlers, which may
+            // need that lock while a worker handler holds the connection's lock. The worker
+            // keeps the connection until this close is over.
+            try {
+                if (client->Connected())
+                    client->Close();
+            } catch (...) {
+                thread->ServerClosed();
+                throw;
+            }
+            thread->ServerClosed();
         }
         thread->WaitFor();
         RemoveThread(thread);
@@ -477,6 +491,7 @@ bool TServerClientThread::ReleaseClient()
         // It stays in the list until it has ended, so that the server waits for it.
         FLeaving = leave;
     }
+    FServerClosing.wait(true);
     delete client;
     return leave;
 }
@@ -563,6 +578,12 @@ void TServerClientThread::DoHandleException()
         ShowException(e);
     } catch (...) {
     }
+}
+
+void TServerClientThread::ServerClosed()
+{
+    FServerClosing.store(false);
+    FServerClosing.notify_all();
 }
 
 // ---- components -------------------------------------------------------------------------------

@@ -497,6 +497,33 @@ TEST_F(SocketTest, ThreadBlockingServerReportsEachEndedConnectionOnce)
     ::close(second);
 }
 
+TEST_F(SocketTest, StoppingTheServerWhileAWorkerReportsItsDisconnect)
+{
+    LoopbackServerSocket server;
+    std::atomic<bool> inHandler{false};
+    std::atomic<int> reports{0};
+    std::atomic<int> threadsSeen{-1};
+    server.SetOnClientEvent(3, [&](TObject *, TCustomWinSocket *) {
+        ++reports;
+        if (TThread::InGuiThread())
+            return;
+        inHandler = true;
+        // Holding the connection's lock, the worker's handler asks for the server's lists
+        // while the server is being stopped.
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        threadsSeen = server.Socket()->ActiveThreads();
+    });
+    StartThreadBlocking(server);
+    const int peer = RawConnect(ListeningPort(server));
+    ASSERT_TRUE(WaitUntil([&] { return server.Socket()->ActiveThreads() == 1; }));
+    ::close(peer);
+    ASSERT_TRUE(WaitUntil([&] { return inHandler.load(); }));
+    server.Close();
+    EXPECT_EQ(reports.load(), 1);
+    EXPECT_EQ(threadsSeen.load(), 1);
+    EXPECT_TRUE(server.Socket()->Threads().empty());
+}
+
 TEST_F(SocketTest, WorkerExceptionsAreShownInTheGuiThreadAndEndTheThread)
 {
     std::vector<QString> shown;
