@@ -1,35 +1,15 @@
 // The sortkey command of the wnpack program, run as a separate process.
-#include <QFileInfo>
-#include <QProcess>
+#include "TestSupport.h"
+
 #include <gtest/gtest.h>
+
+using namespace wntest;
 
 namespace {
 
-struct ToolRun {
-    int ExitCode = -1;
-    QString Out;
-    QString Err;
-};
-
-ToolRun RunSortKey(const QStringList &args, const QByteArray &input = QByteArray())
+TToolRun RunSortKey(const QStringList &args, const QByteArray &input = QByteArray())
 {
-    ToolRun run;
-    const QString program = QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
-    QProcess p;
-    p.start(program, QStringList{QStringLiteral("sortkey")} + args);
-    if (!p.waitForStarted(10000))
-        return run;
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(30000)) {
-        p.kill();
-        p.waitForFinished(5000);
-        return run;
-    }
-    run.ExitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    run.Out = QString::fromUtf8(p.readAllStandardOutput());
-    run.Err = QString::fromUtf8(p.readAllStandardError());
-    return run;
+    return RunWnpack(QStringList{QStringLiteral("sortkey")} + args, input);
 }
 
 class SortKeyTool : public ::testing::Test
@@ -37,7 +17,7 @@ class SortKeyTool : public ::testing::Test
 protected:
     void SetUp() override
     {
-        if (!QFileInfo(QStringLiteral(WN_BINARY_DIR "/tools/wnpack")).isExecutable())
+        if (!WnpackBuilt())
             GTEST_SKIP() << "wnpack is not built";
     }
 };
@@ -46,8 +26,8 @@ protected:
 
 TEST_F(SortKeyTool, PrintsSortStringAndCodePerNumber)
 {
-    const ToolRun run = RunSortKey({"A00.0000", "B5.12", "5.12", "B123.1", "5B"});
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00.0000", "B5.12", "5.12", "B123.1", "5B"});
+    EXPECT_EQ(run.Status, 0);
     const QStringList lines = run.Out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines[0], "B5.12\tB05.0012\t0");
@@ -60,27 +40,27 @@ TEST_F(SortKeyTool, PrintsSortStringAndCodePerNumber)
 
 TEST_F(SortKeyTool, ReadsStdinAndSortsStably)
 {
-    const ToolRun run = RunSortKey({"A00", "--sorted"}, "B10\r\nB9\nA1\nB09\n7\n");
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00", "--sorted"}, "B10\r\nB9\nA1\nB09\n7\n");
+    EXPECT_EQ(run.Status, 0);
     // B9 and B09 have the same sort string and keep their input order.
     EXPECT_EQ(run.Out, "7\nA1\nB9\nB09\nB10\n");
 }
 
 TEST_F(SortKeyTool, ProposesNextNumbers)
 {
-    const ToolRun run = RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"});
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"});
+    EXPECT_EQ(run.Status, 0);
     EXPECT_EQ(run.Out, "B09x\tB10x\t0\nA99\tA100\t-7\nabc\tabc\t-6\n--7\t--8\t0\n");
 }
 
 TEST_F(SortKeyTool, BadSortStringOrUsageFails)
 {
-    ToolRun run = RunSortKey({"A0.0", "--sort", "1123", "1"});
-    EXPECT_EQ(run.ExitCode, 1);
+    TToolRun run = RunSortKey({"A0.0", "--sort", "1123", "1"});
+    EXPECT_EQ(run.Status, 1);
     EXPECT_TRUE(run.Out.isEmpty());
     EXPECT_TRUE(run.Err.contains("There are identical numbers or characters in the sort string"));
 
-    EXPECT_EQ(RunSortKey({}).ExitCode, 1);
-    EXPECT_EQ(RunSortKey({"A0", "--sort"}).ExitCode, 1);
-    EXPECT_EQ(RunSortKey({"A0", "--next", "--sorted", "1"}).ExitCode, 1);
+    EXPECT_EQ(RunSortKey({}).Status, 1);
+    EXPECT_EQ(RunSortKey({"A0", "--sort"}).Status, 1);
+    EXPECT_EQ(RunSortKey({"A0", "--next", "--sorted", "1"}).Status, 1);
 }
