@@ -751,7 +751,7 @@ std::atomic<TSocketErrorProc> TheErrorProc{nullptr};
 
 QString WindowsSocketError(int code, const QString &op)
 {
-    return sWindowsSocketError.arg(winsock::SysErrorMessage(code)).arg(code).arg(op);
+    return sWindowsSocketError.arg(winsock::SysErrorMessage(code), QString::number(code), op);
 }
 
 void ResetAddress(sockaddr_in &addr)
@@ -872,6 +872,8 @@ void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const
 
 void TCustomWinSocket::Close()
 {
+    // Under the lock: another thread may be closing the same socket.
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     Disconnect(FSocket);
 }
 
@@ -978,6 +980,11 @@ sockaddr_in TCustomWinSocket::InitSocket(const QString &Name, const QString &Add
     return result;
 }
 
+in_addr_t TCustomWinSocket::AsyncListenAddress() const
+{
+    return htonl(INADDR_ANY);
+}
+
 void TCustomWinSocket::AsyncInitSocket(const QString &Name, const QString &Address, const QString &Service,
                                        std::uint16_t Port, std::int32_t QueueSize, bool Client)
 {
@@ -987,7 +994,7 @@ void TCustomWinSocket::AsyncInitSocket(const QString &Name, const QString &Addre
             case lsIdle:
                 if (!Client) {
                     FLookupState = lsLookupAddress;
-                    FAddr.sin_addr.s_addr = htonl(INADDR_ANY);
+                    FAddr.sin_addr.s_addr = AsyncListenAddress();
                 } else if (!Name.isEmpty()) {
                     if (FLookupBuffer.isEmpty())
                         FLookupBuffer = QByteArray(1024, '\0');
@@ -1139,11 +1146,12 @@ void TCustomWinSocket::Write(TSocket Socket)
 void TCustomWinSocket::Disconnect(TSocket Socket)
 {
     std::lock_guard<std::recursive_mutex> lock(FLock);
+    // A set-up given up or failed half-way (a look-up cancelled here, or one that came back
+    // with an error) leaves no half-way state for the next Open.
+    FLookupState = lsIdle;
     if (FLookupHandle != 0) {
         const int handle = FLookupHandle;
         FLookupHandle = 0;
-        // A look-up given up leaves no half-way state for the next Open.
-        FLookupState = lsIdle;
         CheckSocketResult(winsock::WSACancelAsyncRequest(handle), QStringLiteral("WSACancelASyncRequest"));
     }
     if (Socket == INVALID_SOCKET || Socket != FSocket)
@@ -1176,23 +1184,26 @@ std::int32_t TCustomWinSocket::SendText(const QString &S)
     return SendBuf(bytes.constData(), static_cast<std::int32_t>(bytes.size()));
 }
 
+std::int32_t TCustomWinSocket::TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op)
+{
+    if (Result != SOCKET_ERROR)
+        return Result;
+    std::int32_t code = winsock::WSAGetLastError();
+    if (code == WSAEWOULDBLOCK)
+        return Result;
+    Error(this, ErrorEvent, code);
+    Disconnect(FSocket);
+    if (code != 0)
+        throw ESocketError(WindowsSocketError(code, Op));
+    return Result;
+}
+
 std::int32_t TCustomWinSocket::SendBuf(const void *Buf, std::int32_t Count)
 {
     std::lock_guard<std::recursive_mutex> lock(FLock);
     if (!FConnected)
         return 0;
-    const std::int32_t result = winsock::send(FSocket, Buf, Count);
-    if (result == SOCKET_ERROR) {
-        std::int32_t code = winsock::WSAGetLastError();
-        if (code == WSAEWOULDBLOCK)
-            return result;
-        const std::int32_t original = code;
-        Error(this, eeSend, code);
-        Disconnect(FSocket);
-        if (code != 0)
-            throw ESocketError(WindowsSocketError(original, QStringLiteral("send")));
-    }
-    return result;
+    return TransferResult(winsock::send(FSocket, Buf, Count), eeSend, QStringLiteral("send"));
 }
 
 std::int32_t TCustomWinSocket::ReceiveBuf(void *Buf, std::int32_t Count)
@@ -1205,18 +1216,7 @@ std::int32_t TCustomWinSocket::ReceiveBuf(void *Buf, std::int32_t Count)
     }
     if (!FConnected)
         return 0;
-    const std::int32_t result = winsock::recv(FSocket, Buf, Count);
-    if (result == SOCKET_ERROR) {
-        std::int32_t code = winsock::WSAGetLastError();
-        if (code == WSAEWOULDBLOCK)
-            return result;
-        const std::int32_t original = code;
-        Error(this, eeReceive, code);
-        Disconnect(FSocket);
-        if (code != 0)
-            throw ESocketError(WindowsSocketError(original, QStringLiteral("recv")));
-    }
-    return result;
+    return TransferResult(winsock::recv(FSocket, Buf, Count), eeReceive, QStringLiteral("recv"));
 }
 
 std::int32_t TCustomWinSocket::ReceiveLength()

@@ -272,6 +272,10 @@ protected:
     virtual void Event(TCustomWinSocket *Socket, TSocketEvent SocketEvent);
     virtual void Error(TCustomWinSocket *Socket, TErrorEvent ErrorEvent, std::int32_t &ErrorCode);
 
+    // The address a server's asynchronous set-up listens on: every interface, whatever name
+    // or address the server was given. A descendant may narrow it.
+    virtual in_addr_t AsyncListenAddress() const;
+
     void DoSetAsyncStyles();
     void DoOpen();
     void DoListen(std::int32_t QueueSize);
@@ -290,6 +294,9 @@ protected:
 private:
     friend class TSocketWindow;
     void Dispatch(int Msg, void *Message, const QByteArray *Result);
+    // The result of a send or receive: would-block passes as -1; any other failure goes to the
+    // error handler and closes the socket, and raises unless the handler cleared the code.
+    std::int32_t TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op);
     void DropStream();
     void ReleaseHandle();
 
@@ -383,6 +390,7 @@ private:
     void DoHandleException();
     void DoTerminate();
     bool ReleaseClient();
+    void ServerClosed();
     void HandleEvent(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent);
     void HandleError(TObject *Sender, TCustomWinSocket *Socket, TErrorEvent ErrorEvent,
                      std::int32_t &ErrorCode);
@@ -394,6 +402,8 @@ private:
     std::atomic<bool> FKeepInCache{false};
     // Decided to end (under the server's list lock): no longer handed connections.
     bool FLeaving = false;
+    // The stopping server is closing this thread's connection; it is not freed meanwhile.
+    std::atomic<bool> FServerClosing{false};
 };
 
 // The listening socket of a server, with its connections and (thread-blocking) its threads.

@@ -179,7 +179,7 @@ int WaitReady(TSocket s, short events, std::int64_t timeoutMicroseconds)
 [[noreturn]] void RaiseIOError(const QString &what, int errnoValue)
 {
     const int code = winsock::ErrnoToError(errnoValue);
-    throw ESocketError(sSocketIOError.arg(what).arg(code).arg(winsock::SysErrorMessage(code)));
+    throw ESocketError(sSocketIOError.arg(what, QString::number(code), winsock::SysErrorMessage(code)));
 }
 
 // Holds a socket's lock for one transfer.

@@ -133,6 +133,7 @@ void TServerWinSocket::StopClients()
 {
     for (;;) {
         TServerClientThread *thread;
+        TServerClientWinSocket *client;
         {
             std::lock_guard<std::recursive_mutex> lock(FListLock);
             if (FActiveThreads.empty())
@@ -143,9 +144,22 @@ void TServerWinSocket::StopClients()
             thread->FreeOnTerminate = false;
             thread->Terminate();
             thread->WakeUp();
-            TServerClientWinSocket *client = thread->ClientSocket();
-            if (client && client->Connected())
-                client->Close();
+            client = thread->ClientSocket();
+            if (client)
+                thread->FServerClosing.store(true);
+        }
+        if (client) {
+            // Closed outside the list lock: the close runs the connection's handlers, which may
+            // need that lock while a worker handler holds the connection's lock. The worker
+            // keeps the connection until this close is over.
+            try {
+                if (client->Connected())
+                    client->Close();
+            } catch (...) {
+                thread->ServerClosed();
+                throw;
+            }
+            thread->ServerClosed();
         }
         thread->WaitFor();
         RemoveThread(thread);
@@ -423,7 +437,11 @@ void TServerClientThread::Execute()
         FException = std::current_exception();
         HandleException();
         SetKeepInCache(false);
-        ReleaseClient();
+        try {
+            ReleaseClient();
+        } catch (...) {
+            // The thread ends all the same; its destructor frees a connection left attached.
+        }
     }
     if (FServerSocket)
         FServerSocket->ThreadEnd(this);
@@ -450,28 +468,30 @@ bool TServerClientThread::EndConnect()
 
 bool TServerClientThread::ReleaseClient()
 {
+    TServerClientWinSocket *client = ClientSocket();
+    if (client && FServerSocket)
+        FServerSocket->RemoveClient(client);
+    // Freeing a connection closes it, and the close is reported through this thread: the
+    // server's OnClientDisconnect hears of every connection that ends, not only of those the
+    // server closes itself. A connection the server has closed already is not reported again.
+    if (client && client->Connected())
+        client->Close();
     if (!FServerSocket) {
         delete FClientSocket.exchange(nullptr);
         return true;
     }
-    TServerClientWinSocket *client;
     bool leave;
     {
-        // Becoming idle, deciding to end and taking the connection out of the server's list
-        // happen together under the list lock: the server never hands a connection to a thread
-        // about to end, and never frees or closes a connection this thread is freeing.
+        // Becoming idle and deciding to end happen together under the list lock: the server
+        // never hands a connection to a thread about to end, and never closes a connection
+        // this thread is freeing.
         std::lock_guard<std::recursive_mutex> lock(FServerSocket->FListLock);
         client = FClientSocket.exchange(nullptr);
-        auto &connections = FServerSocket->FConnections;
-        const auto it = std::find(connections.begin(), connections.end(), client);
-        if (it != connections.end())
-            connections.erase(it);
-        else
-            client = nullptr;
         leave = Terminated() || !KeepInCache();
         // It stays in the list until it has ended, so that the server waits for it.
         FLeaving = leave;
     }
+    FServerClosing.wait(true);
     delete client;
     return leave;
 }
@@ -558,6 +578,12 @@ void TServerClientThread::DoHandleException()
         ShowException(e);
     } catch (...) {
     }
+}
+
+void TServerClientThread::ServerClosed()
+{
+    FServerClosing.store(false);
+    FServerClosing.notify_all();
 }
 
 // ---- components -------------------------------------------------------------------------------

@@ -185,4 +185,28 @@ inline void ResetAndClose(int fd)
     ::close(fd);
 }
 
+// The server component with a core whose asynchronous listen keeps to the loopback interface,
+// so that no test listens on every interface. All else is the palette component's behaviour;
+// the address given is the one a thread-blocking server binds to.
+class LoopbackServerCore : public wn::TServerWinSocket
+{
+public:
+    using wn::TServerWinSocket::TServerWinSocket;
+
+protected:
+    in_addr_t AsyncListenAddress() const override { return htonl(INADDR_LOOPBACK); }
+};
+
+class LoopbackServerSocket : public wn::TWNServerSocket
+{
+public:
+    LoopbackServerSocket()
+    {
+        FServerSocket = std::make_unique<LoopbackServerCore>(wn::INVALID_SOCKET);
+        InitSocket(FServerSocket.get());
+        FServerSocket->SetThreadCacheSize(10);
+        SetAddress(QStringLiteral("127.0.0.1"));
+    }
+};
+
 } // namespace sockettest

@@ -274,33 +274,42 @@ TEST_F(SocketTest, StreamWriteToAPeerThatDoesNotReadTimesOut)
 
 TEST_F(SocketTest, StreamHoldsTheSocketLockAcrossTheTransfer)
 {
+    struct Client : TClientWinSocket {
+        using TClientWinSocket::TClientWinSocket;
+        bool TryLock() { return FLock.try_lock(); }
+    };
     RawListener peer;
-    TWNClientSocket c;
+    Client c(INVALID_SOCKET);
     c.SetClientType(ctBlocking);
-    c.SetAddress("127.0.0.1");
-    c.SetPort(peer.Port);
-    c.Open();
+    c.Open("", "127.0.0.1", "", peer.Port, true);
     const int server = peer.Accept();
-    TWinSocketStream stream(c.Socket(), 10000);
-    std::atomic<bool> inRead{false};
+    TWinSocketStream stream(&c, 10000);
     std::atomic<bool> sent{false};
     std::thread reader([&] {
         char b[8];
-        inRead = true;
-        stream.Read(b, sizeof b); // waits for the peer's byte holding the lock
+        stream.Read(b, sizeof b); // waits for the peer's byte
     });
+    // Until the reader holds the lock.
+    QElapsedTimer waited;
+    waited.start();
+    bool held = false;
+    while (!held && waited.elapsed() < 10000) {
+        held = !c.TryLock();
+        if (!held) {
+            c.Unlock();
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_TRUE(held);
     std::thread sender([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
         sent = true;
         SendAll(server, "x");
     });
-    while (!inRead)
-        std::this_thread::yield();
-    // Asked for well inside the reader's wait, the lock comes only once the byte ended the read.
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    c.Socket()->Lock();
+    // The lock comes only once the byte has ended the read.
+    c.Lock();
     EXPECT_TRUE(sent.load());
-    c.Socket()->Unlock();
+    c.Unlock();
     sender.join();
     reader.join();
     ::close(server);

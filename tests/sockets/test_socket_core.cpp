@@ -335,6 +335,32 @@ TEST_F(SocketTest, ReceiveErrorNotClearedRaisesAfterDisconnecting)
     EXPECT_EQ(r.Errors.back(), std::make_pair(eeReceive, WSAECONNRESET));
 }
 
+TEST_F(SocketTest, TheRaisedSendErrorCarriesTheCodeTheHandlerLeft)
+{
+    RawListener peer;
+    TClientWinSocket s(INVALID_SOCKET);
+    s.SetClientType(ctBlocking);
+    Recorder r;
+    r.Hook(s);
+    r.ClearTo = WSAETIMEDOUT;
+    s.Open("", "127.0.0.1", "", peer.Port, true);
+    ResetAndClose(peer.Accept());
+    QString message;
+    ASSERT_TRUE(WaitUntil([&] {
+        try {
+            s.SendText("x");
+        } catch (const ESocketError &e) {
+            message = e.Message();
+            return true;
+        }
+        return false;
+    }));
+    EXPECT_EQ(r.Errors.back(), std::make_pair(eeSend, WSAECONNRESET));
+    EXPECT_EQ(message, sWindowsSocketError.arg(winsock::SysErrorMessage(WSAETIMEDOUT),
+                                               QString::number(WSAETIMEDOUT), "send"));
+    EXPECT_FALSE(s.Connected());
+}
+
 TEST_F(SocketTest, SendStreamResumesExactlyAfterAWouldBlockSend)
 {
     RawListener peer;
@@ -518,6 +544,21 @@ TEST_F(SocketTest, NameThatDoesNotResolve)
         << r.Errors[0].second;
     EXPECT_EQ(s.SocketHandle(), INVALID_SOCKET);
     EXPECT_EQ(r.Count(seConnecting), 0);
+
+    // Left uncleared, the failure is raised from the event loop with the look-up's own code.
+    std::vector<QString> handled;
+    auto previous = SetApplicationHandleException(
+        [&](TObject *, const std::exception &e) { handled.push_back(QString::fromUtf8(e.what())); });
+    r.ClearTo = -1;
+    s.Open("no-such-host.invalid", "", "", 80, false);
+    EXPECT_TRUE(WaitUntil([&] { return !handled.empty(); }, 20000));
+    SetApplicationHandleException(previous);
+    ASSERT_EQ(r.Errors.size(), 2u);
+    const int code = r.Errors[1].second;
+    ASSERT_EQ(handled.size(), 1u);
+    EXPECT_EQ(handled[0],
+              sWindowsSocketError.arg(winsock::SysErrorMessage(code), QString::number(code), "ASync Lookup"));
+    EXPECT_EQ(s.SocketHandle(), INVALID_SOCKET);
 }
 
 TEST_F(SocketTest, CancelledLookupDeliversNothingAndTheSocketOpensAgain)
