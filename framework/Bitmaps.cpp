@@ -1,7 +1,9 @@
 #include "framework/Bitmaps.h"
 
 #include <QPainter>
+#include <QPalette>
 #include <QRect>
+#include <QWidget>
 
 namespace wn {
 
@@ -63,6 +65,13 @@ void DrawFocusRect(QPainter &painter, const QRect &rect, QColor colour)
         dot(rect.right(), y);
     }
     painter.restore();
+}
+
+QPalette FacePalette(const QWidget &widget)
+{
+    QPalette palette = widget.palette();
+    palette.setCurrentColorGroup(widget.isActiveWindow() ? QPalette::Active : QPalette::Inactive);
+    return palette;
 }
 
 } // namespace wn

@@ -1,13 +1,16 @@
 #pragma once
 // Glyph bitmaps: the package's bitmap resources by name, the transparent-colour convention of
-// glyphs, the engraved look of a disabled glyph and the dotted focus rectangle.
+// glyphs, the engraved look of a disabled glyph, the dotted focus rectangle and the colours a
+// button face is painted in.
 
 #include <QColor>
 #include <QImage>
 #include <QString>
 
 class QPainter;
+class QPalette;
 class QRect;
+class QWidget;
 
 namespace wn {
 
@@ -25,5 +28,10 @@ QImage EngravedGlyph(const QImage &glyph, QColor shadow, QColor highlight);
 // A dotted rectangle along the inside of `rect` (every other pixel, starting at the top-left
 // corner), as the system draws a keyboard focus mark.
 void DrawFocusRect(QPainter &painter, const QRect &rect, QColor colour);
+
+// The palette a button face and its frame are painted from. The system colours do not change
+// with the enabled state (only the glyph shows it), so a disabled control, or one on a disabled
+// parent, gets the colours of an enabled one.
+QPalette FacePalette(const QWidget &widget);
 
 } // namespace wn

@@ -71,7 +71,7 @@ void TSpeedButton::Click()
 void TSpeedButton::paintEvent(QPaintEvent *)
 {
     QPainter p(this);
-    const QPalette &pal = palette();
+    const QPalette pal = FacePalette(*this);
     const int w = width(), h = height();
     const bool down = isDown();
     p.fillRect(rect(), ColorToQColor(clBtnFace, pal));

@@ -194,7 +194,8 @@ std::int64_t TFileIO::ReadRecordData(std::int32_t MaxLen, char *Buffer, std::int
 {
     const std::int64_t length = FLen;
     FHeadPending = MaxLen > length ? -1 : 0;
-    const std::int64_t n = std::max<std::int64_t>(std::min<std::int64_t>(MaxLen, length), 0);
+    // A negative MaxLen reads nothing, and nothing is not the count asked for: a short read.
+    const std::int64_t n = std::min<std::int64_t>(MaxLen, length);
     const std::int64_t got = n > 0 ? std::max<std::int64_t>(FFile.read(Buffer, std::min(n, Capacity)), 0) : 0;
     if (got != n)
         set_error(cFileIOReadShort);
@@ -211,18 +212,24 @@ void TFileIO::read_data(std::int32_t MaxLen, void *Buffer)
     ReadRecordData(MaxLen, static_cast<char *>(Buffer), MaxLen);
 }
 
-void TFileIO::read_IDdata(std::uint16_t ID, std::int32_t MaxLen, void *Buffer)
+bool TFileIO::ReadHeadOf(std::uint16_t ID)
 {
     if (FError)
-        return;
+        return false;
     read_datainfo();
     if (FError)
-        return;
+        return false;
     if (FID != ID) {
         FError = true;
-        return;
+        return false;
     }
-    read_data(MaxLen, Buffer);
+    return true;
+}
+
+void TFileIO::read_IDdata(std::uint16_t ID, std::int32_t MaxLen, void *Buffer)
+{
+    if (ReadHeadOf(ID))
+        read_data(MaxLen, Buffer);
 }
 
 void TFileIO::read_text(std::int32_t Len, QString &Text)
@@ -241,16 +248,9 @@ void TFileIO::read_text(std::int32_t Len, QString &Text)
 void TFileIO::read_IDtext(std::uint16_t ID, QString &Text)
 {
     Text.clear();
-    if (FError)
-        return;
-    read_datainfo();
-    if (FError)
-        return;
-    if (FID != ID) {
-        FError = true;
-        return;
-    }
-    read_text(std::int32_t(std::min<std::uint32_t>(FLen, std::numeric_limits<std::int32_t>::max())), Text);
+    if (ReadHeadOf(ID))
+        read_text(std::int32_t(std::min<std::uint32_t>(FLen, std::numeric_limits<std::int32_t>::max())),
+                  Text);
 }
 
 void TFileIO::read_not()

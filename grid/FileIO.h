@@ -57,7 +57,7 @@ public:
     void read_datainfo();
     // Reads min(MaxLen, Len()) bytes of the current record into Buffer, which must hold MaxLen
     // bytes, and skips the rest of the record. HeadPending() becomes -1 when MaxLen exceeded the
-    // record, else 0.
+    // record, else 0. A negative MaxLen reads nothing and records a short read (-2).
     void read_data(std::int32_t MaxLen, void *Buffer);
     // read_datainfo, then read_data when the identifier is ID; another identifier sets the error
     // flag (ErrorCode() keeps its value) and reads nothing.
@@ -103,6 +103,9 @@ public:
 
 private:
     void OpenFile(const QString &FileName, QIODevice::OpenMode mode);
+    // read_datainfo; true when it read the head of a record ID. Another identifier sets the
+    // error flag and leaves the error code as it was.
+    bool ReadHeadOf(std::uint16_t ID);
     // The body of read_data; at most Capacity bytes land in Buffer, and a record part that needs
     // more counts as a short read. Returns the number of bytes stored.
     std::int64_t ReadRecordData(std::int32_t MaxLen, char *Buffer, std::int64_t Capacity);

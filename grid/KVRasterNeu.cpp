@@ -253,18 +253,28 @@ TRKFile::~TRKFile()
     CloseGridFile();
 }
 
-void TRKFile::OpenGridFile()
+void TRKFile::Open(QIODevice::OpenMode Mode)
 {
     CloseGridFile();
     FFile.setFileName(FFileName);
     errno = 0;
     // Unbuffered: every read, write and seek reaches the OS at once, so its failure is seen
     // where it happens and the file position is the OS position.
-    if (!FFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
+    if (!FFile.open(Mode | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
         const int code = errno != 0 ? errno : ENOENT;
         throw EInOutError::FromErrno(code, FFileName);
     }
     FOpen = true;
+}
+
+void TRKFile::OpenGridFile()
+{
+    Open(QIODevice::ReadWrite);
+}
+
+void TRKFile::OpenGridFileReadOnly()
+{
+    Open(QIODevice::ReadOnly);
 }
 
 void TRKFile::CloseGridFile()
@@ -365,6 +375,8 @@ void TRKFile::ReadCells(void *Buffer, std::int64_t Count)
 void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
 {
     FCache.resize(0);
+    if (!FFile.isWritable())
+        throw EInOutError::FromErrno(EBADF, FFileName);
     SeekFile();
     const auto *p = static_cast<const char *>(Buffer);
     std::int64_t done = 0;
@@ -645,7 +657,7 @@ void TRKFile::ReadAllMinMax()
     ReadMinMax(kW2MinMax);
 }
 
-void TRKFile::WriteMinMax(TKennung Kennung)
+void TRKFile::WriteListEntries(TKennung Kennung, QByteArray (*Entry)(const TInfoItem &))
 {
     if (Kennung != kHMinMax && Kennung != kW1MinMax && Kennung != kW2MinMax)
         return;
@@ -654,8 +666,13 @@ void TRKFile::WriteMinMax(TKennung Kennung)
         return;
     QByteArray entries;
     for (const auto &item : *ListOf(Kennung))
-        entries += MinMaxEntry(*item);
+        entries += Entry(*item);
     WriteExact(entries.constData(), entries.size());
+}
+
+void TRKFile::WriteMinMax(TKennung Kennung)
+{
+    WriteListEntries(Kennung, MinMaxEntry);
 }
 
 void TRKFile::WriteHMinMax()
@@ -708,15 +725,7 @@ void TRKFile::WriteNames(TKennung Kennung)
 {
     // The suite's files depend on this: only the min/max identifiers are acted on, and the
     // entries land on that min/max section.
-    if (Kennung != kHMinMax && Kennung != kW1MinMax && Kennung != kW2MinMax)
-        return;
-    TrecInfo info;
-    if (!SeekKenn(Kennung, info))
-        return;
-    QByteArray entries;
-    for (const auto &item : *ListOf(Kennung))
-        entries += NameEntry(*item);
-    WriteExact(entries.constData(), entries.size());
+    WriteListEntries(Kennung, NameEntry);
 }
 
 void TRKFile::WriteHNames()

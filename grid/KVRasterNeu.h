@@ -112,7 +112,11 @@ public:
     const QString &FileName() const { return FFileName; }
     bool IsOpen() const { return FOpen; }
 
+    // Closes any open file, then opens the existing file for reading and writing.
     void OpenGridFile();
+    // The same for reading only, so that a file the user may not write can still be inspected;
+    // every write then raises. GetValuesOfPt and GetKoordMinMax keep a file open this way open.
+    void OpenGridFileReadOnly();
     void CloseGridFile();
 
     void AssignStructure(const TRKFile &Other);
@@ -190,6 +194,7 @@ protected:
     bool SeekKenn(TKennung Kennung, TrecInfo &Info);
 
 private:
+    void Open(QIODevice::OpenMode Mode);
     void CheckOpen() const;
     void SeekTo(std::int64_t Pos);
     void SeekFile();
@@ -201,6 +206,9 @@ private:
     std::int64_t FileSize() const;
     std::int64_t CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row);
     TInfoList *ListOf(TKennung Kennung);
+    // Writes one entry per item of the list of a min/max identifier over that section's payload;
+    // other identifiers and an absent section change nothing.
+    void WriteListEntries(TKennung Kennung, QByteArray (*Entry)(const TInfoItem &));
     std::uint16_t CountOf(TKennung Kennung) const;
 
     QString FFileName;

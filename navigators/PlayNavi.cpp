@@ -49,8 +49,7 @@ TPlayButtons::TPlayButtons(QWidget *parent) : QWidget(parent)
     setAttribute(Qt::WA_OpaquePaintEvent);
     LoadBitmaps();
     SetTabStop(true);
-    resize(240, 24);
-    FButtonWidth = PlayButtonWidth(width(), VisibleButtonCount());
+    Resize(QSize(240, 24));
 }
 
 void TPlayButtons::LoadBitmaps()
@@ -118,8 +117,17 @@ std::array<bool, MPButtonCount> TPlayButtons::VisibleFlags() const
 
 void TPlayButtons::Adjust()
 {
-    resize((FButtonWidth - 1) * VisibleButtonCount() + 1, height());
+    Resize(QSize((FButtonWidth - 1) * VisibleButtonCount() + 1, height()));
     update();
+}
+
+// A hidden widget gets its size event only when it is shown; the size rule applies at once all
+// the same, so that a new or hidden bar already has the size it will show with.
+void TPlayButtons::Resize(QSize size)
+{
+    resize(size);
+    if (!isVisible())
+        ApplySizeRule();
 }
 
 void TPlayButtons::Click(TMPBtnType Button)
@@ -178,7 +186,7 @@ void TPlayButtons::resizeEvent(QResizeEvent *event)
 void TPlayButtons::paintEvent(QPaintEvent *)
 {
     QPainter p(this);
-    const QPalette &pal = palette();
+    const QPalette pal = FacePalette(*this);
     p.setPen(ColorToQColor(clWindowFrame, pal));
     p.setBrush(ColorToQColor(clBtnFace, pal));
     p.drawRect(0, 0, width() - 1, height() - 1);
@@ -193,7 +201,7 @@ void TPlayButtons::paintEvent(QPaintEvent *)
 
 void TPlayButtons::DrawButton(QPainter &p, TMPBtnType Button, int x)
 {
-    const QPalette &pal = palette();
+    const QPalette pal = FacePalette(*this);
     const int bw = FButtonWidth, h = height();
     const bool pressed = FPressedIn && FPressedButton == Button;
 

@@ -103,6 +103,7 @@ private:
 
     void LoadBitmaps();
     void ApplySizeRule();
+    void Resize(QSize size);
     void DrawButton(QPainter &p, TMPBtnType Button, int x);
     void LeftButtonDown(QPoint pos);
     std::array<bool, MPButtonCount> VisibleFlags() const;

@@ -3,6 +3,8 @@
 #include "framework/Exceptions.h"
 #include "grid/FileIO.h"
 
+#include "TestSupport.h"
+
 #include <QFile>
 #include <QImage>
 #include <QPainter>
@@ -14,6 +16,7 @@
 #include <random>
 
 using namespace wn;
+using namespace wntest;
 
 namespace {
 
@@ -27,29 +30,6 @@ Rgb Entry(const TFarbArray &f, int nr)
     Rgb c{1, 2, 3};
     f.GetRGB(nr, c.r, c.g, c.b);
     return c;
-}
-
-QByteArray Bytes(std::initializer_list<int> values)
-{
-    QByteArray out;
-    for (int v : values)
-        out.append(char(v));
-    return out;
-}
-
-QByteArray ReadAll(const QString &name)
-{
-    QFile f(name);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return f.readAll();
-}
-
-void WriteAll(const QString &name, const QByteArray &bytes)
-{
-    QFile f(name);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(f.write(bytes), bytes.size());
 }
 
 // Record 70 of the default palette, typed in from the table of default colours.

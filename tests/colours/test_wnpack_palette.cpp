@@ -1,53 +1,30 @@
 // The wnpack palette commands, run as a person runs them.
-#include <QFile>
+#include "TestSupport.h"
+
 #include <QImage>
-#include <QProcess>
-#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-namespace {
+using namespace wntest;
 
-struct TRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+namespace {
 
 class WnpackPaletteTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        Program = QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
-        if (!QFile::exists(Program))
+        if (!WnpackBuilt())
             GTEST_SKIP() << "wnpack is not built";
     }
 
-    TRun Run(const QStringList &args) const
+    TToolRun Run(const QStringList &args) const
     {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), Dir.path());
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(Dir.path());
-        process.start(Program, QStringList{QStringLiteral("palette")} + args);
-        TRun run;
-        if (!process.waitForFinished(30000)) {
-            process.kill();
-            process.waitForFinished(5000);
-            return run;
-        }
-        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        run.out = QString::fromUtf8(process.readAllStandardOutput());
-        run.err = QString::fromUtf8(process.readAllStandardError());
-        return run;
+        return RunWnpack(QStringList{QStringLiteral("palette")} + args, {}, Dir.path());
     }
 
     QString Path(const QString &name) const { return Dir.filePath(name); }
 
-    QString Program;
     QTemporaryDir Dir;
 };
 
@@ -55,38 +32,33 @@ protected:
 
 TEST_F(WnpackPaletteTest, DefaultShowAndNearest)
 {
-    ASSERT_EQ(Run({"default", Path("d.SGC")}).exitCode, 0);
-    QFile file(Path("d.SGC"));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray bytes = file.readAll();
+    ASSERT_EQ(Run({"default", Path("d.SGC")}).Status, 0);
+    const QByteArray bytes = ReadAll(Path("d.SGC"));
     ASSERT_EQ(bytes.size(), 742);
     EXPECT_EQ(bytes.left(22),
               QByteArray("\x21\x00\x0A\x00KV.SGC\x55\xBB\x30\x01\x22\x00\x00\x00\x46\x00\xD0\x02", 22));
 
-    const TRun show = Run({"show", Path("d.SGC")});
-    ASSERT_EQ(show.exitCode, 0);
-    const QStringList lines = show.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const TToolRun show = Run({"show", Path("d.SGC")});
+    ASSERT_EQ(show.Status, 0);
+    const QStringList lines = show.Out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 240);
     EXPECT_EQ(lines[0], QStringLiteral("1\t0\t0\t0"));
     EXPECT_EQ(lines[81], QStringLiteral("82\t51\t147\t0"));
     EXPECT_EQ(lines[239], QStringLiteral("240\t0\t0\t0"));
 
     // Yellow is entry 25 and again entry 86: the lower number wins.
-    EXPECT_EQ(Run({"nearest", Path("d.SGC"), "250", "250", "10"}).out, QStringLiteral("25\n"));
-    EXPECT_EQ(Run({"nearest", Path("d.SGC"), "130", "60", "5"}).out, QStringLiteral("38\n"));
+    EXPECT_EQ(Run({"nearest", Path("d.SGC"), "250", "250", "10"}).Out, QStringLiteral("25\n"));
+    EXPECT_EQ(Run({"nearest", Path("d.SGC"), "130", "60", "5"}).Out, QStringLiteral("38\n"));
 }
 
 TEST_F(WnpackPaletteTest, ImportAndRender)
 {
-    QFile old(Path("PlotFarb.dat"));
-    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-    old.write(QByteArray("\0\0\0\x10\x20\x30\0\0\0\xF0\xE0\xD0\x01", 13));
-    old.close();
-    ASSERT_EQ(Run({"import", Path("PlotFarb.dat"), Path("i.SGC")}).exitCode, 0);
-    const TRun show = Run({"show", Path("i.SGC")});
-    EXPECT_TRUE(show.out.startsWith(QStringLiteral("1\t16\t32\t48\n2\t240\t224\t208\n3\t0\t0\t0\n")));
+    WriteAll(Path("PlotFarb.dat"), QByteArray("\0\0\0\x10\x20\x30\0\0\0\xF0\xE0\xD0\x01", 13));
+    ASSERT_EQ(Run({"import", Path("PlotFarb.dat"), Path("i.SGC")}).Status, 0);
+    const TToolRun show = Run({"show", Path("i.SGC")});
+    EXPECT_TRUE(show.Out.startsWith(QStringLiteral("1\t16\t32\t48\n2\t240\t224\t208\n3\t0\t0\t0\n")));
 
-    ASSERT_EQ(Run({"render", Path("i.SGC"), Path("i.png")}).exitCode, 0);
+    ASSERT_EQ(Run({"render", Path("i.SGC"), Path("i.png")}).Status, 0);
     QImage image(Path("i.png"));
     ASSERT_FALSE(image.isNull());
     // 16 cells across, 15 down; the corner of each cell shows its raw colour.
@@ -100,10 +72,7 @@ TEST_F(WnpackPaletteTest, ImportAndRender)
 
 TEST_F(WnpackPaletteTest, ErrorsGiveOneLineAndStatusOne)
 {
-    QFile text(Path("notes.txt"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("just some notes\n");
-    text.close();
+    WriteAll(Path("notes.txt"), "just some notes\n");
     const QList<QStringList> bad = {
         {},
         {"show"},
@@ -117,9 +86,9 @@ TEST_F(WnpackPaletteTest, ErrorsGiveOneLineAndStatusOne)
         {"frobnicate"},
     };
     for (const QStringList &args : bad) {
-        const TRun run = Run(args);
-        EXPECT_EQ(run.exitCode, 1) << qPrintable(args.join(' '));
-        EXPECT_EQ(run.err.count(QLatin1Char('\n')), 1) << qPrintable(run.err);
-        EXPECT_TRUE(run.err.startsWith(QStringLiteral("wnpack palette: "))) << qPrintable(run.err);
+        const TToolRun run = Run(args);
+        EXPECT_EQ(run.Status, 1) << qPrintable(args.join(' '));
+        EXPECT_EQ(run.Err.count(QLatin1Char('\n')), 1) << qPrintable(run.Err);
+        EXPECT_TRUE(run.Err.startsWith(QStringLiteral("wnpack palette: "))) << qPrintable(run.Err);
     }
 }

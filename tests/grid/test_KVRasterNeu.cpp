@@ -2,6 +2,8 @@
 
 #include "framework/Exceptions.h"
 
+#include "TestSupport.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -11,6 +13,8 @@
 #include <random>
 
 using namespace wn;
+using wntest::ReadAll;
+using wntest::WriteAll;
 
 namespace {
 
@@ -29,20 +33,6 @@ public:
 QByteArray Hex(const char *hex)
 {
     return QByteArray::fromHex(hex);
-}
-
-QByteArray ReadAll(const QString &path)
-{
-    QFile f(path);
-    EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-    return f.readAll();
-}
-
-void WriteAll(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(f.write(bytes), bytes.size());
 }
 
 class RKFileTest : public ::testing::Test
@@ -75,6 +65,16 @@ protected:
         f.GetHInfo(1)->Max = 70;
         f.GetW1Info(1)->Name = QStringLiteral("Q");
         f.GetW2Info(1)->Name = QStringLiteral("T");
+    }
+
+    // FillSmallGrid written to a new file.
+    QString MakeSmallGrid(const QString &name)
+    {
+        const QString path = Path(name);
+        TRKFile f(path);
+        FillSmallGrid(f);
+        EXPECT_TRUE(f.CreateEmptyGrid(nullptr, 0));
+        return path;
     }
 
     // A grid of cols x rows with a cell of 3 bytes (flag + two byte channels).
@@ -342,14 +342,35 @@ TEST_F(RKFileTest, TruncatedFilesLoseEverySectionBehindTheBreak)
     }
 }
 
+TEST_F(RKFileTest, RememberedPositionsAreTrustedWithoutANewScan)
+{
+    const QString path = MakeSmallGrid("moved.rlk");
+    TProbe r(path);
+    r.OpenGridFile();
+    r.ReadComment();
+    EXPECT_EQ(r.Comment, QStringLiteral("Hi"));
+    r.CloseGridFile();
+
+    // Another writer puts an empty version section in front of the comment.
+    QByteArray bytes = ReadAll(path);
+    bytes.insert(70, Hex("000000"));
+    WriteAll(path, bytes);
+    r.OpenGridFile();
+    r.Comment.clear();
+    r.ReadComment(); // the remembered place now holds the version header
+    EXPECT_EQ(r.Comment, QString());
+    EXPECT_FALSE(r.Has(kComment));
+    EXPECT_TRUE(r.Has(kHMinMax)); // never looked for before: found by a scan
+
+    TProbe fresh(path);
+    fresh.OpenGridFile();
+    fresh.ReadComment();
+    EXPECT_EQ(fresh.Comment, QStringLiteral("Hi"));
+}
+
 TEST_F(RKFileTest, TruncatedPayloadRaisesOnRead)
 {
-    const QString full = Path("tp.rlk");
-    {
-        TRKFile f(full);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString full = MakeSmallGrid("tp.rlk");
     WriteAll(full, ReadAll(full).left(40)); // inside the structure
     TRKFile r(full);
     r.OpenGridFile();
@@ -665,12 +686,7 @@ TEST_F(PointQueryTest, VerticalSection)
 
 TEST_F(RKFileTest, WriteNamesOnlyActsOnMinMaxSections)
 {
-    const QString path = Path("wn.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("wn.rlk");
     const QByteArray before = ReadAll(path);
     TRKFile f(path);
     f.OpenGridFile();
@@ -695,12 +711,7 @@ TEST_F(RKFileTest, WriteNamesOnlyActsOnMinMaxSections)
 
 TEST_F(RKFileTest, MinMaxRewrittenInPlace)
 {
-    const QString path = Path("mm.rlk");
-    {
-        TRKFile f(path);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString path = MakeSmallGrid("mm.rlk");
     TRKFile f(path);
     f.OpenGridFile();
     f.ReadGridStructure();
@@ -787,6 +798,37 @@ TEST_F(RKFileTest, FileErrorsRaiseWithTheOsError)
     } catch (const EInOutError &e) {
         EXPECT_EQ(e.ErrorCode, ENOENT);
     }
+}
+
+TEST_F(RKFileTest, ReadOnlyOpenReadsAndRefusesWrites)
+{
+    const QString path = MakeSmallGrid("ro.rlk");
+    const QByteArray before = ReadAll(path);
+    TRKFile f(path);
+    f.OpenGridFileReadOnly();
+    ASSERT_TRUE(f.ReadGridStructure());
+    f.ReadAllNames();
+    EXPECT_EQ(f.GetHInfo(1)->Name, QStringLiteral("L"));
+    // The query keeps the file open as it found it.
+    double x = 110, y = 200, z = 0;
+    TTaggedLines lines;
+    f.GetValuesOfPt(false, nullptr, x, y, z, lines);
+    EXPECT_TRUE(f.IsOpen());
+    EXPECT_EQ(lines.first().Text, QStringLiteral("L [dB] \t0"));
+    try {
+        f.WriteGridStructure();
+        FAIL() << "wrote through a read-only open";
+    } catch (const EInOutError &e) {
+        EXPECT_EQ(e.ErrorCode, EBADF);
+    }
+    const char cell[4] = {1, 2, 3, 4};
+    EXPECT_THROW(f.WriteDataBlock(1, 1, 1, 1, cell), EInOutError);
+    EXPECT_THROW(f.WriteHMinMax(), EInOutError);
+    // Opening again for writing works as before.
+    f.OpenGridFile();
+    f.WriteDataBlock(2, 1, 1, 1, cell);
+    f.CloseGridFile();
+    EXPECT_EQ(ReadAll(path).toHex(), (before.left(before.size() - 4) + QByteArray(cell, 4)).toHex());
 }
 
 TEST(RKFileDevice, FullDiskAnswersFalse)
@@ -881,12 +923,7 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
 TEST_F(RKFileTest, GarbageFilesNeverCrash)
 {
     std::mt19937 rng(12345);
-    const QString full = Path("g.rlk");
-    {
-        TRKFile f(full);
-        FillSmallGrid(f);
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
+    const QString full = MakeSmallGrid("g.rlk");
     const QByteArray good = ReadAll(full);
     for (int round = 0; round < 300; ++round) {
         QByteArray bytes;

@@ -2,6 +2,8 @@
 
 #include "framework/Exceptions.h"
 
+#include "TestSupport.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -9,31 +11,9 @@
 #include <random>
 
 using namespace wn;
+using namespace wntest;
 
 namespace {
-
-QByteArray Bytes(std::initializer_list<int> values)
-{
-    QByteArray out;
-    for (int v : values)
-        out.append(char(v));
-    return out;
-}
-
-QByteArray ReadAll(const QString &name)
-{
-    QFile f(name);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return f.readAll();
-}
-
-void WriteAll(const QString &name, const QByteArray &bytes)
-{
-    QFile f(name);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(f.write(bytes), bytes.size());
-}
 
 class FileIOTest : public ::testing::Test
 {
@@ -269,6 +249,13 @@ TEST_F(FileIOTest, ReadIntoAFixedBufferFromShorterAndLongerRecords)
     io.read_datainfo();
     EXPECT_EQ(io.ID(), 99);
     EXPECT_FALSE(io.Error());
+
+    // Asking for fewer than no bytes reads none, which is not the count asked for.
+    io.read_data(-1, buf.data());
+    EXPECT_TRUE(io.Error());
+    EXPECT_EQ(io.ErrorCode(), cFileIOReadShort);
+    EXPECT_EQ(io.HeadPending(), 0);
+    EXPECT_EQ(io.ID(), 0);
 }
 
 TEST_F(FileIOTest, TextsAndSkipping)

@@ -2,6 +2,8 @@
 
 #include "framework/Exceptions.h"
 
+#include "TestSupport.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -76,11 +78,7 @@ protected:
 
     QString Write(const QString &name, const QByteArray &bytes)
     {
-        const QString path = dir.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return path;
+        return wntest::WriteAll(dir.filePath(name), bytes);
     }
 };
 

@@ -1,48 +1,38 @@
 // The `wnpack grid` commands, run as a program on files built byte by byte here.
+#include "TestSupport.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-namespace {
+#include <unistd.h>
 
-struct TRun {
-    int Status;
-    QString Out;
-    QString Err;
-};
+using namespace wntest;
+
+namespace {
 
 class WnpackGrid : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        if (!QFile::exists(Program()))
+        if (!WnpackBuilt())
             GTEST_SKIP() << "wnpack is not built";
     }
 
-    static QString Program() { return QStringLiteral(WN_BINARY_DIR "/tools/wnpack"); }
-
-    TRun Run(const QStringList &args)
+    static TToolRun Run(const QStringList &args)
     {
-        QProcess p;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        p.setProcessEnvironment(env);
-        p.start(Program(), QStringList{QStringLiteral("grid")} + args);
-        EXPECT_TRUE(p.waitForFinished(60000));
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-                QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
+        return RunWnpack(QStringList{QStringLiteral("grid")} + args);
     }
 
     // The error line of a failed run (the platform may add its own warnings before it).
-    static QString ErrorLine(const TRun &r)
+    static QString ErrorLine(const TToolRun &r)
     {
         const QStringList lines = r.Err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         return lines.isEmpty() ? QString() : lines.last();
@@ -104,36 +94,224 @@ QByteArray HandMadeGrid()
     return file;
 }
 
-void Write(const QString &path, const QByteArray &bytes)
+QByteArray Padded(const QByteArray &text, int size)
 {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
+    return char(text.size()) + text + QByteArray(size - 1 - int(text.size()), '\0');
 }
 
-QByteArray Read(const QString &path)
+QByteArray MinMax(float min, float max, float offset, float factor)
 {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    return F32(min) + F32(max) + F32(offset) + F32(factor);
+}
+
+// 2 x 3 nodes from (100, 50), dx 5, dy 0.5, z origin 2. H: one byte channel "Leq|dB" (x 0.5
+// + 0.5); W1: two singles "Src|Pa" (x 0.5) and "|W" (x 1000), each followed by room for two small
+// ints "D" and "N"; a Z name and a special block. Cell of 1 + 1 + 2 * (4 + 2 * 2) = 18 bytes.
+// In the suite's order the sections are those a new file gets; otherwise they come in another
+// order, with a version section and bytes in the reserved parts, as other writers may leave them.
+QByteArray ChannelGrid(bool suiteOrder)
+{
+    QByteArray s = U16(2) + U16(3) + U16(1) + F64(100) + F64(50) + F64(2);
+    s += suiteOrder ? QByteArray(16, '\0') : QByteArray(16, '\x5A');
+    s += F32(5) + F32(0.5f);
+    s += suiteOrder ? QByteArray(4, '\0') : QByteArray("\x01\x02\x03\x04");
+    s += U16(2) + U16(2) + U16(1) + QByteArray::fromHex("010302");
+
+    const QByteArray structure = Section(2, s);
+    const QByteArray comment = Section(1, Padded("Hand", 81));
+    const QByteArray hMinMax = Section(4, MinMax(5.5f, 50.5f, 0.5f, 0.5f));
+    const QByteArray w1MinMax = Section(5, MinMax(0, 1, 0, 0.5f) + MinMax(0, 1000, 0, 1000));
+    const QByteArray w2MinMax = Section(6, MinMax(1e35f, -1e35f, 0, 1) + MinMax(1e35f, -1e35f, 0, 1));
+    const QByteArray hNames = Section(7, Padded("Leq|dB", 256));
+    const QByteArray zNames = Section(8, Padded("4 m|height", 256));
+    const QByteArray w1Names = Section(9, Padded("Src|Pa", 256) + Padded("|W", 256));
+    const QByteArray w2Names = Section(10, Padded("D|", 256) + Padded("N|", 256));
+    const QByteArray special = Section(3, QByteArray::fromHex("010203ff"));
+
+    QByteArray cells(6 * 18, '\0');
+    for (int n = 0; n < 6; ++n)
+        cells[n * 18 + 1] = char(10 * (n + 1)); // H bytes 10 .. 60
+    // Node (2, 3): H 100; W1 1 = 0.01171875 (bytes 00 00 40 3c) with its W2 room 77 00 55 00
+    // behind it, which the W2 addressing never reaches; W1 2 = 0.25 (00 00 80 3e).
+    cells.replace(5 * 18, 18,
+                  QByteArray::fromHex("0164"
+                                      "0000403c"
+                                      "77005500"
+                                      "0000803e"
+                                      "09000b00"));
+
+    const QByteArray data = Section(11, QByteArray()) + cells;
+    if (suiteOrder)
+        return structure + comment + hMinMax + w1MinMax + w2MinMax + hNames + zNames + w1Names + w2Names +
+               special + data;
+    return structure + Section(0, "v1.0!") + w2Names + special + hNames + comment + w1MinMax + zNames +
+           hMinMax + w1Names + w2MinMax + data;
+}
+
+// The description of ChannelGrid for `wnpack grid create`.
+const char *const cChannelGridJson = R"({
+    "columns": 2, "rows": 3, "zLevels": 1, "xOrigin": 100, "yOrigin": 50, "zOrigin": 2,
+    "dx": 5, "dy": 0.5, "nH": 1, "nW1": 2, "nW2": 2, "typeH": 1, "typeW1": 3, "typeW2": 2,
+    "comment": "Hand", "special": "010203ff",
+    "H": [{"name": "Leq", "unit": "dB", "min": 5.5, "max": 50.5, "offset": 0.5, "factor": 0.5}],
+    "Z": [{"name": "4 m", "unit": "height"}],
+    "W1": [{"name": "Src", "unit": "Pa", "min": 0, "max": 1, "offset": 0, "factor": 0.5},
+           {"name": "", "unit": "W", "min": 0, "max": 1000, "offset": 0, "factor": 1000}],
+    "W2": [{"name": "D", "unit": ""}, {"name": "N", "unit": ""}],
+    "cells": [{"col": 1, "row": 1, "hex": "000a00000000000000000000000000000000"},
+              {"col": 2, "row": 1, "hex": "001400000000000000000000000000000000"},
+              {"col": 1, "row": 2, "hex": "001e00000000000000000000000000000000"},
+              {"col": 2, "row": 2, "hex": "002800000000000000000000000000000000"},
+              {"col": 1, "row": 3, "hex": "003200000000000000000000000000000000"},
+              {"col": 2, "row": 3, "hex": "0164 0000403c 77005500 0000803e 09000b00"}]
+})";
+
+// The point query at node (2, 3) of ChannelGrid, after the first line: H scaled, the W1 single
+// with a milli prefix, W2 values read from the start of their W1 group (one byte of each slot),
+// the unnamed W1 channel without a line of its own but with its W2 lines.
+const char *const cChannelGridLines = "65536\tLeq [dB] \t50.5\n"
+                                      "0\t-\n"
+                                      "256\tSrc [mPa] \t5.859375\n"
+                                      "257\tSrc-D [Pa] \t0\n"
+                                      "258\tSrc-N [Pa] \t32\n"
+                                      "513\t-D [W] \t0\n"
+                                      "514\t-N [kW] \t128\n";
+
+TEST_F(WnpackGrid, ChannelsOfAFileFromAnotherWriter)
+{
+    const QString grid = WriteAll(Path("other.rlk"), ChannelGrid(false));
+
+    const TToolRun plan = Run({QStringLiteral("query"), grid, QStringLiteral("104"), QStringLiteral("51.2")});
+    ASSERT_EQ(plan.Status, 0) << plan.Err.toStdString();
+    EXPECT_EQ(plan.Out, QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
+
+    // Distance 7.4 along the line (column 2), height 3.1 (row 3): the node lies 5 m along the
+    // direction (0.6, 0.8) from the origin.
+    const TToolRun section = Run({QStringLiteral("query"), grid, QStringLiteral("7.4"), QStringLiteral("3.1"),
+                                  QStringLiteral("--section"), QStringLiteral("--cos"), QStringLiteral("0.6"),
+                                  QStringLiteral("--sin"), QStringLiteral("0.8")});
+    ASSERT_EQ(section.Status, 0) << section.Err.toStdString();
+    EXPECT_EQ(section.Out, QStringLiteral("103\t54\t3\n") + QLatin1String(cChannelGridLines));
+
+    const TToolRun corner = Run({QStringLiteral("query"), grid, QStringLiteral("0"), QStringLiteral("0")});
+    ASSERT_EQ(corner.Status, 0) << corner.Err.toStdString();
+    EXPECT_EQ(corner.Out, QStringLiteral("100\t50\t0\n65536\tLeq [dB] \t5.5\n0\t-\n256\tSrc [Pa] \t0\n"
+                                         "257\tSrc-D [Pa] \t0\n258\tSrc-N [Pa] \t0\n513\t-D [W] \t0\n"
+                                         "514\t-N [W] \t0\n"));
+
+    const TToolRun info = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    ASSERT_EQ(info.Status, 0) << info.Err.toStdString();
+    const QJsonObject got = QJsonDocument::fromJson(info.Out.toUtf8()).object();
+    const QJsonObject want = QJsonDocument::fromJson(cChannelGridJson).object();
+    for (const char *key : {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "zOrigin", "dx", "dy", "nH",
+                            "nW1", "nW2", "typeH", "typeW1", "typeW2", "comment", "special"})
+        EXPECT_EQ(got.value(key), want.value(key)) << key;
+    EXPECT_EQ(got.value("cellSize").toInt(), 18);
+    EXPECT_EQ(got.value("extent").toArray(), QJsonArray({95, 49.5, 105, 51}));
+    const auto item = [&](const char *list, int i) { return got.value(list).toArray().at(i).toObject(); };
+    EXPECT_EQ(item("H", 0).value("factor").toDouble(), 0.5);
+    EXPECT_EQ(item("Z", 0).value("name").toString(), QStringLiteral("4 m"));
+    EXPECT_EQ(item("Z", 0).value("unit").toString(), QStringLiteral("height"));
+    EXPECT_EQ(item("W1", 1).value("name").toString(), QString());
+    EXPECT_EQ(item("W1", 1).value("unit").toString(), QStringLiteral("W"));
+    EXPECT_EQ(item("W1", 1).value("factor").toDouble(), 1000.0);
+    EXPECT_EQ(item("W2", 1).value("name").toString(), QStringLiteral("N"));
+    EXPECT_EQ(float(item("W2", 1).value("min").toDouble()), 1e35f);
+
+    const TToolRun text = Run({QStringLiteral("info"), grid});
+    ASSERT_EQ(text.Status, 0) << text.Err.toStdString();
+    EXPECT_TRUE(text.Out.contains(QStringLiteral("Comment:     Hand\n")));
+    EXPECT_TRUE(text.Out.contains(QStringLiteral("Cell size:   18 bytes\n")));
+    EXPECT_TRUE(text.Out.contains(QStringLiteral("  1  Src [Pa]  min 0  max 1  offset 0  factor 0.5\n")));
+
+    // W2 values take their W1 channel's scaling, as the point query shows them.
+    const QString asc = Path("w.asc");
+    const TToolRun e =
+        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.2.2"),
+             QStringLiteral("--format"), QStringLiteral("asc"), asc});
+    ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
+    EXPECT_EQ(ReadAll(asc), QByteArray("ncols 2\nnrows 3\nxllcenter 100\nyllcenter 50\ndx 5\ndy 0.5\n"
+                                       "0 128000\n0 0\n0 0\n"));
+    ASSERT_EQ(
+        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"), asc}).Status,
+        0);
+    EXPECT_EQ(ReadAll(asc).mid(ReadAll(asc).indexOf("dy 0.5\n") + 7),
+              QByteArray("25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
+    ASSERT_EQ(Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.1"), asc})
+                  .Status,
+              0);
+    EXPECT_TRUE(ReadAll(asc).endsWith("0 0.005859375\n0 0\n0 0\n"));
+}
+
+TEST_F(WnpackGrid, CreateWritesChannelsNamesAndSpecialBlockByteForByte)
+{
+    const QString json = WriteAll(Path("channels.json"), cChannelGridJson);
+    const QString grid = Path("channels.rlk");
+    const TToolRun c = Run({QStringLiteral("create"), grid, json});
+    ASSERT_EQ(c.Status, 0) << c.Err.toStdString();
+    EXPECT_EQ(ReadAll(grid).toHex(), ChannelGrid(true).toHex());
+}
+
+TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
+{
+    const QString grid = WriteAll(Path("ro/grid.rlk"), ChannelGrid(false));
+    const QString out = Path("out");
+    ASSERT_TRUE(QDir().mkpath(out));
+    QFile::setPermissions(grid, QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+    const auto open = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                      QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                      QFileDevice::ExeOther;
+    QFile::setPermissions(dir.path(), open);
+    QFile::setPermissions(Path("ro"), open);
+    QFile::setPermissions(out, open | QFileDevice::WriteGroup | QFileDevice::WriteOther);
+
+    // The superuser may write any file; the commands then run as nobody.
+    const auto run = [&](const QStringList &args) {
+        if (::geteuid() != 0)
+            return Run(args);
+        return RunProgram(QStringLiteral("setpriv"),
+                          QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                                      QStringLiteral("--clear-groups"), WnpackProgram(),
+                                      QStringLiteral("grid")} +
+                              args);
+    };
+    if (::geteuid() == 0 && run({}).Status == -1)
+        GTEST_SKIP() << "cannot run as another user";
+    // Writing is refused to whoever runs the commands.
+    EXPECT_NE(run({QStringLiteral("sample"), grid}).Status, 0);
+
+    const TToolRun info = run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    ASSERT_EQ(info.Status, 0) << info.Err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(info.Out.toUtf8()).object().value("cellSize").toInt(), 18);
+    const TToolRun query =
+        run({QStringLiteral("query"), grid, QStringLiteral("104"), QStringLiteral("51.2")});
+    ASSERT_EQ(query.Status, 0) << query.Err.toStdString();
+    EXPECT_EQ(query.Out, QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
+    const QString asc = out + QStringLiteral("/h.asc");
+    const TToolRun e =
+        run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"), asc});
+    ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
+    EXPECT_TRUE(ReadAll(asc).endsWith("25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
+    EXPECT_EQ(ReadAll(grid), ChannelGrid(false));
 }
 
 TEST_F(WnpackGrid, QueryAndExportOfAHandMadeFile)
 {
     const QString grid = Path("hand.rlk");
-    Write(grid, HandMadeGrid());
+    WriteAll(grid, HandMadeGrid());
 
-    const TRun q = Run({QStringLiteral("query"), grid, QStringLiteral("12.9"), QStringLiteral("21.2")});
+    const TToolRun q = Run({QStringLiteral("query"), grid, QStringLiteral("12.9"), QStringLiteral("21.2")});
     ASSERT_EQ(q.Status, 0) << q.Err.toStdString();
     EXPECT_EQ(q.Out, QStringLiteral("12\t22\t0\n65536\tLden [dB] \t11\n0\t-\n"));
 
     const QString asc = Path("hand.asc");
-    const TRun e = Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"),
-                        QStringLiteral("--format"), QStringLiteral("asc"), asc});
+    const TToolRun e = Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"),
+                            QStringLiteral("--format"), QStringLiteral("asc"), asc});
     ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
-    EXPECT_EQ(Read(asc), QByteArray("ncols 3\nnrows 2\nxllcenter 10\nyllcenter 20\ncellsize 2\n"
-                                    "9 11 13\n3 5 7\n"));
+    EXPECT_EQ(ReadAll(asc), QByteArray("ncols 3\nnrows 2\nxllcenter 10\nyllcenter 20\ncellsize 2\n"
+                                       "9 11 13\n3 5 7\n"));
 
-    const TRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
     ASSERT_EQ(i.Status, 0) << i.Err.toStdString();
     const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
     EXPECT_EQ(o.value("columns").toInt(), 3);
@@ -151,21 +329,21 @@ TEST_F(WnpackGrid, QueryAndExportOfAHandMadeFile)
 TEST_F(WnpackGrid, CreateWritesTheDescribedBytes)
 {
     const QString json = Path("d.json");
-    Write(json, R"({"columns": 3, "rows": 2, "zLevels": 1, "xOrigin": 10, "yOrigin": 20, "zOrigin": 0,
+    WriteAll(json, R"({"columns": 3, "rows": 2, "zLevels": 1, "xOrigin": 10, "yOrigin": 20, "zOrigin": 0,
                     "dx": 2, "dy": 2, "nH": 1, "nW1": 0, "nW2": 0, "typeH": 3, "typeW1": 0, "typeW2": 0,
                     "comment": "Test",
                     "H": [{"name": "Lden", "unit": "dB", "min": 3, "max": 13, "offset": 1, "factor": 2}],
                     "cells": [{"col": 1, "row": 1, "hex": "000000803f00000000400000004040"},
                               {"col": 1, "row": 2, "hex": "0000008040000000a040000000c040"}]})");
     const QString grid = Path("made.rlk");
-    const TRun c = Run({QStringLiteral("create"), grid, json});
+    const TToolRun c = Run({QStringLiteral("create"), grid, json});
     ASSERT_EQ(c.Status, 0) << c.Err.toStdString();
-    EXPECT_EQ(Read(grid).toHex(), HandMadeGrid().toHex());
+    EXPECT_EQ(ReadAll(grid).toHex(), HandMadeGrid().toHex());
 
     // The description comes back from info.
-    const TRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
     const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
-    const QJsonObject in = QJsonDocument::fromJson(Read(json)).object();
+    const QJsonObject in = QJsonDocument::fromJson(ReadAll(json)).object();
     for (const char *key :
          {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "dx", "dy", "nH", "typeH", "comment", "H"})
         EXPECT_EQ(o.value(key), in.value(key)) << key;
@@ -174,15 +352,15 @@ TEST_F(WnpackGrid, CreateWritesTheDescribedBytes)
 TEST_F(WnpackGrid, SampleDescribesItself)
 {
     const QString grid = Path("sample.rlk");
-    const TRun s = Run({QStringLiteral("sample"), grid, QStringLiteral("--cols"), QStringLiteral("30"),
-                        QStringLiteral("--rows"), QStringLiteral("20")});
+    const TToolRun s = Run({QStringLiteral("sample"), grid, QStringLiteral("--cols"), QStringLiteral("30"),
+                            QStringLiteral("--rows"), QStringLiteral("20")});
     ASSERT_EQ(s.Status, 0) << s.Err.toStdString();
-    const TRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
     const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
     EXPECT_EQ(o.value("columns").toInt(), 30);
     EXPECT_EQ(o.value("rows").toInt(), 20);
     EXPECT_EQ(o.value("cellSize").toInt(), 31);
-    const QByteArray bytes = Read(grid);
+    const QByteArray bytes = ReadAll(grid);
     EXPECT_EQ(bytes.mid(bytes.size() - 30 * 20 * 31 - 3, 3), QByteArray::fromHex("00000b"));
     for (const QJsonValue &h : o.value("H").toArray()) {
         EXPECT_LE(h.toObject().value("min").toDouble(), h.toObject().value("max").toDouble());
@@ -198,7 +376,7 @@ TEST_F(WnpackGrid, SampleDescribesItself)
             .Status,
         0);
     const QJsonObject w1 = o.value("W1").toArray().at(1).toObject();
-    const QList<QByteArray> lines = Read(asc).split('\n');
+    const QList<QByteArray> lines = ReadAll(asc).split('\n');
     ASSERT_GE(lines.size(), 6 + 20);
     for (int r = 5; r < 5 + 20; ++r) {
         const QList<QByteArray> values = lines[r].split(' ');
@@ -213,13 +391,13 @@ TEST_F(WnpackGrid, SampleDescribesItself)
 TEST_F(WnpackGrid, ErrorsGiveOneLineAndStatusOne)
 {
     const QString grid = Path("hand.rlk");
-    Write(grid, HandMadeGrid());
+    WriteAll(grid, HandMadeGrid());
     const QString notGrid = Path("text.rlk");
-    Write(notGrid, "hello world, not a grid");
+    WriteAll(notGrid, "hello world, not a grid");
     const QString badJson = Path("bad.json");
-    Write(badJson, "{\"columns\": 3,");
+    WriteAll(badJson, "{\"columns\": 3,");
     const QString truncated = Path("cut.rlk");
-    Write(truncated, HandMadeGrid().left(HandMadeGrid().size() - 3));
+    WriteAll(truncated, HandMadeGrid().left(HandMadeGrid().size() - 3));
 
     const struct {
         QStringList Args;
@@ -242,7 +420,7 @@ TEST_F(WnpackGrid, ErrorsGiveOneLineAndStatusOne)
         {{QStringLiteral("query"), grid, QStringLiteral("x"), QStringLiteral("0")}, "not a number"},
     };
     for (const auto &c : cases) {
-        const TRun r = Run(c.Args);
+        const TToolRun r = Run(c.Args);
         EXPECT_EQ(r.Status, 1) << c.Args.join(' ').toStdString();
         EXPECT_TRUE(ErrorLine(r).startsWith(QLatin1String("wnpack grid: "))) << r.Err.toStdString();
         EXPECT_TRUE(ErrorLine(r).contains(QLatin1String(c.Says))) << r.Err.toStdString();

@@ -308,7 +308,8 @@ TEST(ItemNavigator, DisabledControl)
     WithItems(nav, 5, 2);
     nav.SetItemChanged(true);
     nav.Buttons(nbEdit)->SetEnabled(false);
-    nav.SetEnabled(false);
+    // The form reader's way in reaches the item navigator's own handling.
+    EXPECT_TRUE(nav.setProperty("Enabled", false));
     EXPECT_FALSE(nav.Enabled());
     EXPECT_EQ(EnabledButtons(nav), (TButtonSet{nbPost, nbCancel, nbRefresh}));
 
@@ -326,6 +327,17 @@ TEST(ItemNavigator, DisabledControl)
     EXPECT_EQ(nav.ItemIndex(), 1);
     EXPECT_FALSE(nav.ItemChanged());
     EXPECT_EQ(EnabledButtons(nav), PositionButtons(2, 1) - nbEdit);
+
+    // The step is picked by an enabled navigator only: enabling re-applies the count.
+    nav.SetEnabled(false);
+    nav.SetJumpCount(0);
+    nav.SetItemsCount(50);
+    EXPECT_EQ(nav.JumpCount(), 0);
+    EXPECT_FALSE(nav.Buttons(nbDelete)->Enabled());
+    nav.SetEnabled(true);
+    EXPECT_EQ(nav.JumpCount(), 7);
+    EXPECT_EQ(nav.ItemIndex(), 1);
+    EXPECT_EQ(EnabledButtons(nav), PositionButtons(50, 1, 7) - nbEdit);
 }
 
 TEST(ItemNavigatorPictures, PositionShowsInTheGlyphs)

@@ -108,6 +108,16 @@ TEST(PlayButtons, NewBarGrowsToTheMinimumAndStaysThere)
     EXPECT_EQ(bar.ButtonWidth(), 34);
 }
 
+TEST(PlayButtons, NewBarHasItsSnappedSizeBeforeItIsShown)
+{
+    TPlayButtons bar;
+    EXPECT_EQ(bar.size(), QSize(253, 24));
+    EXPECT_EQ(bar.ButtonWidth(), 29);
+    bar.SetVisible(TPlaySet{pnPlay, pnStop});
+    EXPECT_EQ(bar.size(), QSize(57, 24));
+    EXPECT_EQ(bar.ButtonRect(pnStop), QRect(28, 0, 29, 24));
+}
+
 TEST(PlayButtons, HidingButtonsKeepsTheButtonWidth)
 {
     THostedControl<TPlayButtons> host;
@@ -292,6 +302,13 @@ TEST(PlayButtonsPictures, GlyphsAndFocusRectangle)
     bar.SetVisible(TPlaySet{pnPlay, pnPause, pnStop, pnRecord});
     wn::test::Picture(bar, "player_four_buttons");
     bar.clearFocus();
+    const QImage enabled = wn::test::Picture(bar, "player_four_buttons_unfocused");
     bar.SetEnabled(false);
-    wn::test::Picture(bar, "player_disabled_bar");
+    const QImage disabled = wn::test::Picture(bar, "player_disabled_bar");
+    // A disabled bar shows its state in the glyphs only; frame and faces keep their colours.
+    for (const QPoint p :
+         {QPoint(0, 0), QPoint(1, 1), QPoint(stop.left() + 1, 1), QPoint(stop.left() + 3, 3),
+          QPoint(stop.right() - 1, stop.bottom() - 1), QPoint(bar.width() - 1, bar.height() - 1)})
+        EXPECT_EQ(disabled.pixel(p), enabled.pixel(p)) << p.x() << "," << p.y();
+    EXPECT_GT(wn::test::CountPixels(disabled, stop, qRgb(128, 128, 128)), 50);
 }

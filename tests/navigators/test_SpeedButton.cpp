@@ -140,3 +140,28 @@ TEST(SpeedButton, DownMovesTheGlyphAndSinksTheFace)
     const QImage flat = wn::test::Picture(button, "speedbutton_flat");
     EXPECT_EQ(flat.pixel(0, 0), ColorToQColor(clBtnFace, button.palette()).rgb());
 }
+
+TEST(SpeedButton, DisabledButtonKeepsTheColoursOfItsFaceAndFrame)
+{
+    THostedControl<QWidget> host;
+    auto *button = new TSpeedButton(host.Control);
+    button->setGeometry(0, 0, 20, 18);
+    host.Control->resize(20, 18);
+    button->show();
+    auto frameAndFace = [&](const QString &name) {
+        const QImage image = wn::test::Picture(*button, name);
+        return std::vector<QRgb>{image.pixel(0, 0), image.pixel(19, 17), image.pixel(18, 16),
+                                 image.pixel(1, 1), image.pixel(10, 9)};
+    };
+    const std::vector<QRgb> enabled = frameAndFace("speedbutton_up_plain");
+    EXPECT_EQ(enabled[0], ColorToQColor(clBtnHighlight).rgb());
+    EXPECT_EQ(enabled[1], ColorToQColor(cl3DDkShadow).rgb());
+    EXPECT_EQ(enabled[2], ColorToQColor(clBtnShadow).rgb());
+    EXPECT_EQ(enabled[4], ColorToQColor(clBtnFace).rgb());
+
+    button->SetEnabled(false);
+    EXPECT_EQ(frameAndFace("speedbutton_disabled"), enabled);
+    button->SetEnabled(true);
+    host.Control->setEnabled(false);
+    EXPECT_EQ(frameAndFace("speedbutton_on_disabled_parent"), enabled);
+}

@@ -120,7 +120,8 @@ TEST(Navigator, SizeRuleThroughTheWidget)
     EXPECT_EQ(nav.size(), QSize(250, 30));
     EXPECT_EQ(nav.Buttons(nbRefresh)->geometry(), QRect(225, 0, 25, 30));
 
-    nav.SetAlign(alTop);
+    EXPECT_TRUE(nav.setProperty("Align", QVariant::fromValue(alTop)));
+    EXPECT_EQ(nav.Align(), alTop);
     nav.resize(255, 25);
     EXPECT_EQ(nav.width(), 255);
     EXPECT_EQ(nav.Buttons(nbPrior)->width(), 26);
@@ -329,6 +330,18 @@ TEST(NavigatorPictures, FocusRectangleAndDisabledGlyph)
     EXPECT_EQ(focused.pixel(first.left() + 4, first.top() + 3) & 0xFFFFFF, face & 0xFFFFFF);
     EXPECT_EQ(focused.pixel(first.left() + 5, first.top() + 3) & 0xFFFFFF, shadow & 0xFFFFFF);
     EXPECT_EQ(focused.pixel(next.left() + 3, next.top() + 3) & 0xFFFFFF, face & 0xFFFFFF);
+
+    // Held down, the focus rectangle moves one pixel right and down with the glyph.
+    nav.Buttons(nbFirst)->setDown(true);
+    const QImage down = wn::test::Picture(nav, "navigator_focused_first_down");
+    EXPECT_EQ(down.pixel(first.left() + 4, first.top() + 4) & 0xFFFFFF, shadow & 0xFFFFFF);
+    EXPECT_EQ(down.pixel(first.left() + 5, first.top() + 4) & 0xFFFFFF, face & 0xFFFFFF);
+    EXPECT_EQ(down.pixel(first.left() + 4, first.bottom() - 2) & 0xFFFFFF, shadow & 0xFFFFFF);
+    nav.Buttons(nbFirst)->setDown(false);
+    nav.clearFocus();
+    const QImage unfocused = wn::test::Picture(nav, "navigator_unfocused");
+    EXPECT_EQ(unfocused.pixel(first.left() + 3, first.top() + 3) & 0xFFFFFF, face & 0xFFFFFF);
+    nav.setFocus();
 
     nav.Buttons(nbNext)->SetEnabled(false);
     nav.Buttons(nbDelete)->SetEnabled(false);

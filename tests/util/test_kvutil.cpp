@@ -2,6 +2,8 @@
 
 #include "framework/UiServices.h"
 
+#include "TestSupport.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -78,12 +80,7 @@ protected:
 
     QString Write(const QString &name, const QByteArray &bytes)
     {
-        const QString path = dir.filePath(name);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << qPrintable(path);
-        file.write(bytes);
-        return path;
+        return wntest::WriteAll(dir.filePath(name), bytes);
     }
 };
 
@@ -404,8 +401,7 @@ private:
 
 QString ReadAll(const QString &fileName)
 {
-    QFile file(fileName);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return QString::fromUtf8(wntest::ReadAll(fileName));
 }
 
 // The lines of one group of a key file.
@@ -679,24 +675,20 @@ TEST_F(KVUtilDesktop, RecycleFilesMovesFilesToTheTrash)
 
 TEST_F(KVUtilReaders, DescribeCommandPrintsOneLinePerFile)
 {
-    const QString wnpack = QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
-    if (!QFileInfo(wnpack).isExecutable())
+    if (!wntest::WnpackBuilt())
         GTEST_SKIP() << "the wnpack program is not built";
     const QString notes = Write("notes.txt", " A \r\nB\n");
     const QString grid = Write("RLK_0001.001", SlotFile(86, "Day\tlevels"));
     const QString list = Write("Sources.FML", ListFile("North"));
-    QProcess process;
-    process.start(wnpack, {"describe", notes, grid, list});
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 0);
-    EXPECT_EQ(QString::fromUtf8(process.readAllStandardOutput()),
+    const wntest::TToolRun described = wntest::RunWnpack({"describe", notes, grid, list});
+    EXPECT_EQ(described.Status, 0);
+    EXPECT_EQ(described.Out,
               notes + "\t.txt\tA; B\n" + grid + "\trlk_0001\tDay levels\n" + list + "\t.fml\tNorth\n");
 
-    process.start(wnpack, {"describe", notes, dir.filePath("missing.txt")});
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 1);
-    EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
-    EXPECT_TRUE(process.readAllStandardError().contains("missing.txt"));
+    const wntest::TToolRun missing = wntest::RunWnpack({"describe", notes, dir.filePath("missing.txt")});
+    EXPECT_EQ(missing.Status, 1);
+    EXPECT_TRUE(missing.Out.isEmpty());
+    EXPECT_TRUE(missing.Err.contains("missing.txt"));
 }
 
 namespace {

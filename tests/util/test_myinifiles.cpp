@@ -3,6 +3,8 @@
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
 
+#include "TestSupport.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -22,16 +24,7 @@ protected:
 
     QString Write(const QString &name, const QByteArray &bytes) const
     {
-        QFile f(Path(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        return Path(name);
-    }
-
-    static QByteArray Bytes(const QString &path)
-    {
-        QFile f(path);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+        return wntest::WriteAll(Path(name), bytes);
     }
 
     QTemporaryDir dir;
@@ -96,7 +89,7 @@ TEST_F(IniFile, OnlyReadFileKeepsBytesAndTimestamp)
         ini.ReadDouble("Other", "Comma", 0);
         ini.SectionExists("x");
     }
-    EXPECT_EQ(Bytes(path), kIrregular);
+    EXPECT_EQ(wntest::ReadAll(path), kIrregular);
     EXPECT_EQ(QFileInfo(path).lastModified().toUTC().toSecsSinceEpoch(), old.toSecsSinceEpoch());
 
     // Reading a file that does not exist does not create it.
@@ -116,20 +109,20 @@ TEST_F(IniFile, ModifiedFileIsRewrittenUpperCasedWithCrLf)
         ini.WriteString("New Section", "Key With Blank ", " v ");
         ini.WriteInteger("other", "count", -12);
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[MAIN]\r\n"
-                                      "SIZE = 5\r\n"
-                                      "NAME=first=second\r\n"
-                                      " [NOT A SECTION]=x\r\n"
-                                      "[ODD] ; TRAILING]\r\n"
-                                      "K=odd\r\n"
-                                      "[RASTER.1]\r\n"
-                                      "WIDTH=0x1F\r\n"
-                                      "[OTHER]\r\n"
-                                      "COMMA=7\r\n"
-                                      "LAST=no line end\r\n"
-                                      "COUNT=-12\r\n"
-                                      "[NEW SECTION]\r\n"
-                                      "KEY WITH BLANK = v \r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[MAIN]\r\n"
+                                                "SIZE = 5\r\n"
+                                                "NAME=first=second\r\n"
+                                                " [NOT A SECTION]=x\r\n"
+                                                "[ODD] ; TRAILING]\r\n"
+                                                "K=odd\r\n"
+                                                "[RASTER.1]\r\n"
+                                                "WIDTH=0x1F\r\n"
+                                                "[OTHER]\r\n"
+                                                "COMMA=7\r\n"
+                                                "LAST=no line end\r\n"
+                                                "COUNT=-12\r\n"
+                                                "[NEW SECTION]\r\n"
+                                                "KEY WITH BLANK = v \r\n"));
 }
 
 TEST_F(IniFile, NewFileIsCreatedOnlyWhenWritten)
@@ -145,12 +138,12 @@ TEST_F(IniFile, NewFileIsCreatedOnlyWhenWritten)
         EXPECT_TRUE(ini.ReadBool("FLAGS", "missing", true));
         EXPECT_FALSE(ini.ReadBool("FLAGS", "missing", false));
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=0\r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=0\r\n"));
     {
         TMyIniFile ini(path);
         ini.WriteBool("Flags", "Off", true);
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=1\r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[FLAGS]\r\nON=2\r\nOFF=1\r\n"));
 }
 
 TEST_F(IniFile, IntegersInDecimalAndHexadecimal)
@@ -211,7 +204,7 @@ TEST_F(IniFile, EraseLeavesTheReadCacheStale)
         EXPECT_EQ(ini.ReadString("C", "k", "-"), "-");
         EXPECT_EQ(ini.ReadString("c", "k", "-"), "c");
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[C]\r\nK=c\r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[C]\r\nK=c\r\n"));
 }
 
 TEST_F(IniFile, TheCacheStartsOnTheFirstSectionUnderAnEmptyName)
@@ -234,7 +227,7 @@ TEST_F(IniFile, EraseOfAMissingSectionStillRewrites)
         TMyIniFile ini(path);
         ini.EraseSection("nothing");
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[A]\r\nX=1\r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[A]\r\nX=1\r\n"));
 }
 
 TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
@@ -254,21 +247,21 @@ TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
                   QString::fromUtf8("\xC3\xA4"));
         ini.WriteString("x", "euro", QString::fromUtf8("\xE2\x82\xAC"));
     }
-    EXPECT_EQ(Bytes(cp), QByteArray("[GR\xF6\xDF"
-                                    "E]\r\nMA\xDF=\xE4\r\n[X]\r\nEURO=\x80\r\n"));
+    EXPECT_EQ(wntest::ReadAll(cp), QByteArray("[GR\xF6\xDF"
+                                              "E]\r\nMA\xDF=\xE4\r\n[X]\r\nEURO=\x80\r\n"));
 
     const QString utf = Write("utf.ini", "\xEF\xBB\xBF[a]\nk=\xC3\xA4\n");
     {
         TMyIniFile ini(utf);
         ini.WriteString("a", "k2", QString::fromUtf8("\xE2\x82\xAC"));
     }
-    EXPECT_EQ(Bytes(utf), QByteArray("\xEF\xBB\xBF[A]\r\nK=\xC3\xA4\r\nK2=\xE2\x82\xAC\r\n"));
+    EXPECT_EQ(wntest::ReadAll(utf), QByteArray("\xEF\xBB\xBF[A]\r\nK=\xC3\xA4\r\nK2=\xE2\x82\xAC\r\n"));
 
     {
         TMyIniFile ini(Path("fresh.ini"));
         ini.WriteString("a", "k", QString::fromUtf8("\xC3\xA4"));
     }
-    EXPECT_EQ(Bytes(Path("fresh.ini")), QByteArray("[A]\r\nK=\xC3\xA4\r\n"));
+    EXPECT_EQ(wntest::ReadAll(Path("fresh.ini")), QByteArray("[A]\r\nK=\xC3\xA4\r\n"));
 }
 
 TEST_F(IniFile, FirstSectionNameNeedsADot)
@@ -300,11 +293,11 @@ TEST_F(IniFile, UpdateFileWritesOnceAndClearsModified)
         ini.WriteInteger("s", "n", 1);
         ini.UpdateFile();
         EXPECT_FALSE(ini.Modified());
-        EXPECT_EQ(Bytes(path), QByteArray("[S]\r\nN=1\r\n"));
+        EXPECT_EQ(wntest::ReadAll(path), QByteArray("[S]\r\nN=1\r\n"));
         // A change made by someone else after our write survives our destruction.
         Write("u.ini", "[S]\r\nN=2\r\n");
     }
-    EXPECT_EQ(Bytes(path), QByteArray("[S]\r\nN=2\r\n"));
+    EXPECT_EQ(wntest::ReadAll(path), QByteArray("[S]\r\nN=2\r\n"));
 }
 
 TEST(IniBackUp, BackUpNames)
@@ -332,5 +325,5 @@ TEST_F(IniFile, ExistingFileMovesToItsBackUp)
     Write("plot.~ini", "older backup");
     EXPECT_TRUE(Existing_File_To_BackUp_File(path));
     EXPECT_FALSE(QFileInfo::exists(path));
-    EXPECT_EQ(Bytes(Path("plot.~ini")), QByteArray("new"));
+    EXPECT_EQ(wntest::ReadAll(Path("plot.~ini")), QByteArray("new"));
 }

@@ -1,6 +1,6 @@
 // The sortkey command of the wnpack program, run as a separate process.
-#include <QFileInfo>
-#include <QProcess>
+#include "TestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,33 +8,13 @@
 #include <random>
 #include <vector>
 
+using namespace wntest;
+
 namespace {
 
-struct ToolRun {
-    int ExitCode = -1;
-    QString Out;
-    QString Err;
-};
-
-ToolRun RunSortKey(const QStringList &args, const QByteArray &input = QByteArray())
+TToolRun RunSortKey(const QStringList &args, const QByteArray &input = QByteArray())
 {
-    ToolRun run;
-    const QString program = QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
-    QProcess p;
-    p.start(program, QStringList{QStringLiteral("sortkey")} + args);
-    if (!p.waitForStarted(10000))
-        return run;
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(30000)) {
-        p.kill();
-        p.waitForFinished(5000);
-        return run;
-    }
-    run.ExitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    run.Out = QString::fromUtf8(p.readAllStandardOutput());
-    run.Err = QString::fromUtf8(p.readAllStandardError());
-    return run;
+    return RunWnpack(QStringList{QStringLiteral("sortkey")} + args, input);
 }
 
 class SortKeyTool : public ::testing::Test
@@ -42,7 +22,7 @@ class SortKeyTool : public ::testing::Test
 protected:
     void SetUp() override
     {
-        if (!QFileInfo(QStringLiteral(WN_BINARY_DIR "/tools/wnpack")).isExecutable())
+        if (!WnpackBuilt())
             GTEST_SKIP() << "wnpack is not built";
     }
 };
@@ -51,8 +31,8 @@ protected:
 
 TEST_F(SortKeyTool, PrintsSortStringAndCodePerNumber)
 {
-    const ToolRun run = RunSortKey({"A00.0000", "B5.12", "5.12", "B123.1", "5B"});
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00.0000", "B5.12", "5.12", "B123.1", "5B"});
+    EXPECT_EQ(run.Status, 0);
     const QStringList lines = run.Out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines[0], "B5.12\tB05.0012\t0");
@@ -65,39 +45,39 @@ TEST_F(SortKeyTool, PrintsSortStringAndCodePerNumber)
 
 TEST_F(SortKeyTool, ReadsStdinAndSortsStably)
 {
-    const ToolRun run = RunSortKey({"A00", "--sorted"}, "B10\r\nB9\nA1\nB09\n7\n");
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00", "--sorted"}, "B10\r\nB9\nA1\nB09\n7\n");
+    EXPECT_EQ(run.Status, 0);
     // B9 and B09 have the same sort string and keep their input order.
     EXPECT_EQ(run.Out, "7\nA1\nB9\nB09\nB10\n");
 }
 
 TEST_F(SortKeyTool, ProposesNextNumbers)
 {
-    const ToolRun run = RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"});
-    EXPECT_EQ(run.ExitCode, 0);
+    const TToolRun run = RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"});
+    EXPECT_EQ(run.Status, 0);
     EXPECT_EQ(run.Out, "B09x\tB10x\t0\nA99\tA100\t-7\nabc\tabc\t-6\n--7\t--8\t0\n");
 }
 
 TEST_F(SortKeyTool, BadSortStringOrUsageFails)
 {
-    ToolRun run = RunSortKey({"A0.0", "--sort", "1123", "1"});
-    EXPECT_EQ(run.ExitCode, 1);
+    TToolRun run = RunSortKey({"A0.0", "--sort", "1123", "1"});
+    EXPECT_EQ(run.Status, 1);
     EXPECT_TRUE(run.Out.isEmpty());
     EXPECT_TRUE(run.Err.contains("There are identical numbers or characters in the sort string"));
 
     // A format may hold only the sample characters; an empty one leaves the numbers as they are.
     run = RunSortKey({"B00", "B5"});
-    EXPECT_EQ(run.ExitCode, 1);
+    EXPECT_EQ(run.Status, 1);
     EXPECT_TRUE(run.Out.isEmpty());
     EXPECT_TRUE(run.Err.contains("Format string includes a number or a character, which is not allowed"));
-    EXPECT_EQ(RunSortKey({"01.10", "1.1"}).ExitCode, 1);
+    EXPECT_EQ(RunSortKey({"01.10", "1.1"}).Status, 1);
     run = RunSortKey({"", "B10.x"});
-    EXPECT_EQ(run.ExitCode, 0);
+    EXPECT_EQ(run.Status, 0);
     EXPECT_EQ(run.Out, "B10.x\tB10.x\t0\n");
 
-    EXPECT_EQ(RunSortKey({}).ExitCode, 1);
-    EXPECT_EQ(RunSortKey({"A0", "--sort"}).ExitCode, 1);
-    EXPECT_EQ(RunSortKey({"A0", "--next", "--sorted", "1"}).ExitCode, 1);
+    EXPECT_EQ(RunSortKey({}).Status, 1);
+    EXPECT_EQ(RunSortKey({"A0", "--sort"}).Status, 1);
+    EXPECT_EQ(RunSortKey({"A0", "--next", "--sorted", "1"}).Status, 1);
 }
 
 namespace {
@@ -328,9 +308,9 @@ TEST_F(SortKeyTool, AgreesWithASeparateModelOnManyFormatsAndNumbers)
             options << "--sort" << sort;
 
         for (const bool next : {false, true}) {
-            const ToolRun run = RunSortKey(
+            const TToolRun run = RunSortKey(
                 options + (next ? QStringList{"--next"} : QStringList()) + QStringList{"--", format}, input);
-            ASSERT_EQ(run.ExitCode, 0) << qPrintable(format) << " " << qPrintable(run.Err);
+            ASSERT_EQ(run.Status, 0) << qPrintable(format) << " " << qPrintable(run.Err);
             const QStringList lines = Lines(run.Out);
             ASSERT_EQ(lines.size(), numbers.size()) << qPrintable(format);
             for (qsizetype k = 0; k < numbers.size(); ++k) {

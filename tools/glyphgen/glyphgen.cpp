@@ -16,7 +16,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <numbers>
 #include <vector>
 
@@ -116,6 +118,20 @@ void Stroke(Mask &m, double x0, double y0, double x1, double y1, double radius)
     m.Where([&](double x, double y) { return SegmentDistance(x, y, x0, y0, x1, y1) <= radius; });
 }
 
+// A mask drawn as text, one string per row, '#' for the shape.
+Mask FromRows(std::initializer_list<const char *> rows)
+{
+    Mask m(int(std::strlen(*rows.begin())), int(rows.size()));
+    int y = 0;
+    for (const char *row : rows) {
+        for (int x = 0; row[x]; ++x)
+            if (row[x] == '#')
+                m.Set(x, y);
+        ++y;
+    }
+    return m;
+}
+
 // ---- navigator pictures: 13 rows, 14 columns (10 for previous and next) ----
 
 constexpr int NavH = 13;
@@ -158,19 +174,25 @@ Mask NavDelete()
     return m;
 }
 
-// A pencil lying from the bottom left to the top right.
+// A pencil from the bottom left to the top right: an outlined shaft, a solid cap and a sharpened
+// end with a solid point. Diagonal shapes this small read best drawn pixel by pixel.
 Mask NavEdit()
 {
-    Mask m(14, NavH);
-    Stroke(m, 6, 7, 10.5, 2.5, 1.6);
-    m.Fill(11, 1, 12, 2);
-    Stroke(m, 2, 11, 5, 8, 0.8);
-    m.Set(3, 9);
-    m.Set(4, 10);
-    // A gap across the pencil separates the sharpened end from the shaft.
-    for (int x = 3; x <= 7; ++x)
-        m.Clear(x, x + 3);
-    return m;
+    return FromRows({
+        "..............",
+        "..........#...",
+        ".........###..",
+        "........#.###.",
+        ".......#...#..",
+        "......#...#...",
+        ".....#...#....",
+        "....#...#.....",
+        "....##.#......",
+        "...##.#.......",
+        "...###........",
+        "..#...........",
+        "..............",
+    });
 }
 
 Mask NavPost()
@@ -189,7 +211,8 @@ Mask NavCancel()
     return m;
 }
 
-// A circular arrow: a ring open at the top right with an arrow head at its upper end.
+// A circular arrow turning clockwise: a ring open at the upper right whose upper end carries an
+// arrow head pointing right.
 Mask NavRefresh()
 {
     Mask m(14, NavH);
@@ -197,11 +220,11 @@ Mask NavRefresh()
     m.Where([&](double x, double y) {
         const double r = std::hypot(x - cx, y - cy);
         const double a = std::atan2(cy - y, x - cx) * 180.0 / std::numbers::pi;
-        return r >= 3.0 && r <= 4.6 && !(a > 10 && a < 80);
+        return r >= 3.4 && r <= 5.0 && !(a > -5 && a < 60);
     });
-    for (int i = 0; i <= 3; ++i)
-        for (int x = 8 + i; x <= 13 - i; ++x)
-            m.Set(x, 6 - i);
+    for (int i = 0; i < 4; ++i)
+        for (int y = i; y <= 6 - i; ++y)
+            m.Set(8 + i, y);
     return m;
 }
 
@@ -222,8 +245,8 @@ Mask PlayPlay()
 Mask PlayPause()
 {
     Mask m(PlayW, PlayH);
-    m.Fill(6, PlayCy - PlayHalf, 8, PlayCy + PlayHalf);
-    m.Fill(12, PlayCy - PlayHalf, 14, PlayCy + PlayHalf);
+    m.Fill(5, PlayCy - PlayHalf, 8, PlayCy + PlayHalf);
+    m.Fill(12, PlayCy - PlayHalf, 15, PlayCy + PlayHalf);
     return m;
 }
 

@@ -56,12 +56,13 @@ void CheckGridFile(const QString &fileName)
         throw UsageError(QStringLiteral("%1 is not a grid file").arg(fileName).toStdString());
 }
 
-// Reads everything but the cells, and the extent, which has to come first: reading the
-// structure again empties the channel lists.
+// Opens the file for reading only (inspecting needs no write access) and reads everything but
+// the cells, and the extent, which has to come first: reading the structure again empties the
+// channel lists.
 void LoadGrid(TRKFile &f, double &x0, double &y0, double &x1, double &y1)
 {
     CheckGridFile(f.FileName());
-    f.OpenGridFile();
+    f.OpenGridFileReadOnly();
     f.GetKoordMinMax(x0, y0, x1, y1);
     const auto &s = f.Struktur;
     for (std::uint8_t t : {s.TypeH, s.TypeW1, s.TypeW2})
@@ -355,6 +356,9 @@ QString GridQueryText(const QString &fileName, double x, double y, bool section,
 {
     CheckGridFile(fileName);
     TRKFile f(fileName);
+    // Open already, the file stays open through the query, which would otherwise open it for
+    // writing as well.
+    f.OpenGridFileReadOnly();
     const double direction[2] = {cosine, sine};
     double z = 0;
     TTaggedLines lines;
