@@ -58,7 +58,7 @@ qsizetype IndexOfName(const QStringList &lines, const QString &name)
 
 TMyIniFile::TMyIniFile(const QString &FileName) : FFileName(FileName)
 {
-    if (!QFileInfo::exists(FFileName))
+    if (!QFileInfo(FFileName).isFile())
         return;
     const QStringList lines = SplitLines(ReadTextFile(FFileName, FEncoding));
     TSection *current = nullptr;
@@ -242,7 +242,7 @@ QString Make_BackUp_FileName(const QString &FileName)
 
 bool Existing_File_To_BackUp_File(const QString &FileName)
 {
-    if (!QFileInfo::exists(FileName))
+    if (!QFileInfo(FileName).isFile())
         return false;
     const QString backUp = Make_BackUp_FileName(FileName);
     if (QFileInfo::exists(backUp))

@@ -207,6 +207,19 @@ TEST_F(IniFile, EraseLeavesTheReadCacheStale)
     EXPECT_EQ(wntest::ReadAll(path), QByteArray("[C]\r\nK=c\r\n"));
 }
 
+TEST_F(IniFile, TheCacheStartsOnTheFirstSectionUnderAnEmptyName)
+{
+    TMyIniFile ini(Write("a.ini", "[First]\nk=1\n[Second]\nk=2\n"));
+    EXPECT_FALSE(ini.SectionExists(""));
+    EXPECT_EQ(ini.ReadString("", "k", "-"), "1");
+    EXPECT_EQ(ini.ReadInteger("Second", "k", 0), 2);
+    // Once another section was read, the empty name is looked up and found nowhere.
+    EXPECT_EQ(ini.ReadString("", "k", "-"), "-");
+
+    TMyIniFile empty(Path("none.ini"));
+    EXPECT_EQ(empty.ReadString("", "k", "-"), "-");
+}
+
 TEST_F(IniFile, EraseOfAMissingSectionStillRewrites)
 {
     const QString path = Write("a.ini", "[a]\nx=1\n");
@@ -302,6 +315,12 @@ TEST(IniBackUp, BackUpNames)
 TEST_F(IniFile, ExistingFileMovesToItsBackUp)
 {
     EXPECT_FALSE(Existing_File_To_BackUp_File(Path("missing.ini")));
+    // A folder is no file: it is neither read as settings nor moved away.
+    ASSERT_TRUE(QDir(dir.path()).mkdir("folder.ini"));
+    EXPECT_FALSE(Existing_File_To_BackUp_File(Path("folder.ini")));
+    EXPECT_TRUE(QFileInfo(Path("folder.ini")).isDir());
+    EXPECT_FALSE(QFileInfo::exists(Path("folder.~ini")));
+    EXPECT_EQ(TMyIniFile(Path("folder.ini")).ReadString("a", "b", "d"), "d");
     const QString path = Write("plot.ini", "new");
     Write("plot.~ini", "older backup");
     EXPECT_TRUE(Existing_File_To_BackUp_File(path));

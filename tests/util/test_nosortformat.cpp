@@ -107,6 +107,10 @@ TEST(NoSortFormat, InitialisationFindsCounterAndAlphaOnly)
     EXPECT_TRUE(f.Parts[3].IsCounter);
     EXPECT_EQ(f.ErrorStr(), "Unexptected error by creating the sort string");
 
+    f.InitPointNo("01.10");
+    EXPECT_EQ(f.ErrorCode, 100);
+    EXPECT_EQ(f.CounterIdx, 0);
+
     f.InitPointNo("abc");
     EXPECT_TRUE(f.AlphaOnly);
     EXPECT_FALSE(f.GetCounter());

@@ -69,6 +69,9 @@ int RunSortKey(const QStringList &args)
         throw UsageError("--next and --sorted cannot be combined");
 
     wn::TStringFormat f;
+    // An empty format is only a notice: the numbers are then printed as they are.
+    if (!f.FormatOK(format) && f.ErrorCode < 0)
+        throw UsageError(f.ErrorStr().toStdString());
     f.InitPointNo(format);
     if (f.ErrorCode < 0)
         throw UsageError(f.ErrorStr().toStdString());
