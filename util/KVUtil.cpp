@@ -61,17 +61,18 @@ public:
     bool Seek(qint64 position) { return FFile.seek(position); }
     bool Skip(qint64 count) { return count <= 0 || FFile.seek(FFile.pos() + count); }
 
-    // A tagged record head (identifier and length, 16 bits each); false when it cannot be
-    // read whole.
-    bool ReadHead(std::uint16_t &tag, std::uint16_t &length)
+    // A little-endian 16-bit value; false when it cannot be read whole.
+    bool ReadWord(std::uint16_t &value)
     {
-        const QByteArray head = FFile.read(4);
-        if (head.size() != 4)
+        const QByteArray bytes = FFile.read(2);
+        if (bytes.size() != 2)
             return false;
-        tag = std::uint16_t(std::uint8_t(head[0]) | std::uint8_t(head[1]) << 8);
-        length = std::uint16_t(std::uint8_t(head[2]) | std::uint8_t(head[3]) << 8);
+        value = std::uint16_t(std::uint8_t(bytes[0]) | std::uint8_t(bytes[1]) << 8);
         return true;
     }
+
+    // A tagged record head: identifier and length.
+    bool ReadHead(std::uint16_t &tag, std::uint16_t &length) { return ReadWord(tag) && ReadWord(length); }
 
     QFile &File() { return FFile; }
 
@@ -462,11 +463,11 @@ void GetGMFileDescription(const QString &FileName, QString &Description)
     if (!file.Open(FileName))
         return;
     for (int record = 0; record < kMaxRecords; ++record) {
-        const QByteArray head = file.Read(3);
-        if (head.size() != 3)
+        std::uint16_t length = 0;
+        const QByteArray typeByte = file.ReadWord(length) ? file.Read(1) : QByteArray();
+        if (typeByte.size() != 1)
             return;
-        const int length = std::uint8_t(head[0]) | std::uint8_t(head[1]) << 8;
-        const int type = std::uint8_t(head[2]);
+        const int type = std::uint8_t(typeByte[0]);
         if (length < 2 || length > kGMRecordBuffer || type > 10)
             return;
         const QByteArray data = file.Read(length);
@@ -486,11 +487,8 @@ void GetV4FileDescription(const QString &FileName, QString &Description, bool Co
     if (!file.Open(FileName))
         return;
     for (int record = 0; record < kMaxRecords; ++record) {
-        const QByteArray head = file.Read(2);
-        if (head.size() != 2)
-            return;
-        const int length = std::uint8_t(head[0]) | std::uint8_t(head[1]) << 8;
-        if (length < 1 || length > kV4RecordBuffer)
+        std::uint16_t length = 0;
+        if (!file.ReadWord(length) || length < 1 || length > kV4RecordBuffer)
             return;
         const QByteArray data = file.Read(length);
         if (data.isEmpty())

@@ -17,6 +17,10 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace wn {
 
 namespace {
@@ -117,25 +121,29 @@ QString DesktopId(const QString &fileType)
     return kFilePrefix + SafeName(fileType) + QLatin1String(".desktop");
 }
 
-// String values of desktop entries escape backslashes and line ends.
+// String values of desktop entries write these characters as a backslash and a letter.
+const std::pair<QChar, QChar> kDesktopEscapes[] = {
+    {QLatin1Char('\\'), QLatin1Char('\\')},
+    {QLatin1Char('\n'), QLatin1Char('n')},
+    {QLatin1Char('\r'), QLatin1Char('r')},
+    {QLatin1Char('\t'), QLatin1Char('t')},
+};
+
 QString EscapeDesktopValue(const QString &value)
 {
     QString result;
     for (const QChar c : value) {
-        if (c == QLatin1Char('\\'))
-            result += QLatin1String("\\\\");
-        else if (c == QLatin1Char('\n'))
-            result += QLatin1String("\\n");
-        else if (c == QLatin1Char('\r'))
-            result += QLatin1String("\\r");
-        else if (c == QLatin1Char('\t'))
-            result += QLatin1String("\\t");
+        const auto *e = std::find_if(std::begin(kDesktopEscapes), std::end(kDesktopEscapes),
+                                     [c](const auto &pair) { return pair.first == c; });
+        if (e != std::end(kDesktopEscapes))
+            result += QLatin1Char('\\') + e->second;
         else
             result += c;
     }
     return result;
 }
 
+// Reading also takes "\s" for a blank, which this package never writes.
 QString UnescapeDesktopValue(const QString &value)
 {
     QString result;
@@ -145,16 +153,12 @@ QString UnescapeDesktopValue(const QString &value)
             continue;
         }
         const QChar next = value[++i];
-        if (next == QLatin1Char('s'))
-            result += QLatin1Char(' ');
-        else if (next == QLatin1Char('n'))
-            result += QLatin1Char('\n');
-        else if (next == QLatin1Char('t'))
-            result += QLatin1Char('\t');
-        else if (next == QLatin1Char('r'))
-            result += QLatin1Char('\r');
+        const auto *e = std::find_if(std::begin(kDesktopEscapes), std::end(kDesktopEscapes),
+                                     [next](const auto &pair) { return pair.second == next; });
+        if (e != std::end(kDesktopEscapes))
+            result += e->first;
         else
-            result += next;
+            result += next == QLatin1Char('s') ? QLatin1Char(' ') : next;
     }
     return result;
 }

@@ -1,6 +1,7 @@
 #include "util/NoSortFormat.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace wn {
 
@@ -8,21 +9,26 @@ using namespace NoSortFormatErrors;
 
 namespace {
 
-const char *const kMsgInitFailed = "Unexptected error by initialization of the sort string";
-const char *const kMsgSeparatorInNumber = "The number includes a seperator, which is not allowed";
-const char *const kMsgBadFormatChar = "Format string includes a number or a character, which is not allowed";
-const char *const kMsgNumberLonger = "Format string is smaller than the number";
-const char *const kMsgPartTooLong = "A number part is larger than the equal part in the format string";
-const char *const kMsgNothingToIncrement = "There is no number which could be incremented";
-const char *const kMsgSortShorterThanNumber = "Sort string is smaller than the formated number";
-const char *const kMsgNotConvertible = "Number can not be converted into the format string";
-const char *const kMsgSortMissing = "An expected number or character is missed in the sort string";
-const char *const kMsgSortRepeats = "There are identical numbers or characters in the sort string";
-const char *const kMsgSortShorter = "Sort string is smaller than format string";
-const char *const kMsgFormatEmpty =
-    "Format string is empty, your original number will be sorted alpha numerically";
-const char *const kMsgNoNumberPart =
-    "Format string does not include a numerical part, so the number can not be incremented";
+struct TErrorMessage {
+    std::int32_t Code;
+    const char *Text;
+};
+
+const TErrorMessage kMessages[] = {
+    {kInitFailed, "Unexptected error by initialization of the sort string"},
+    {kSeparatorInNumber, "The number includes a seperator, which is not allowed"},
+    {kBadFormatChar, "Format string includes a number or a character, which is not allowed"},
+    {kNumberLonger, "Format string is smaller than the number"},
+    {kPartTooLong, "A number part is larger than the equal part in the format string"},
+    {kNothingToIncrement, "There is no number which could be incremented"},
+    {kSortShorterThanNumber, "Sort string is smaller than the formated number"},
+    {kNotConvertible, "Number can not be converted into the format string"},
+    {kSortMissing, "An expected number or character is missed in the sort string"},
+    {kSortRepeats, "There are identical numbers or characters in the sort string"},
+    {kSortShorter, "Sort string is smaller than format string"},
+    {kFormatEmpty, "Format string is empty, your original number will be sorted alpha numerically"},
+    {kNoNumberPart, "Format string does not include a numerical part, so the number can not be incremented"},
+};
 const char *const kMsgUnexpected = "Unexptected error by creating the sort string";
 
 bool IsDigit(QChar c)
@@ -464,24 +470,9 @@ bool TStringFormat::GetCounter() const
 
 QString TStringFormat::ErrorStr() const
 {
-    const char *message = kMsgUnexpected;
-    switch (ErrorCode) {
-    case kInitFailed: message = kMsgInitFailed; break;
-    case kSeparatorInNumber: message = kMsgSeparatorInNumber; break;
-    case kBadFormatChar: message = kMsgBadFormatChar; break;
-    case kNumberLonger: message = kMsgNumberLonger; break;
-    case kPartTooLong: message = kMsgPartTooLong; break;
-    case kNothingToIncrement: message = kMsgNothingToIncrement; break;
-    case kSortShorterThanNumber: message = kMsgSortShorterThanNumber; break;
-    case kNotConvertible: message = kMsgNotConvertible; break;
-    case kSortMissing: message = kMsgSortMissing; break;
-    case kSortRepeats: message = kMsgSortRepeats; break;
-    case kSortShorter: message = kMsgSortShorter; break;
-    case kFormatEmpty: message = kMsgFormatEmpty; break;
-    case kNoNumberPart: message = kMsgNoNumberPart; break;
-    default: break;
-    }
-    return QString::fromLatin1(message);
+    const auto *found = std::find_if(std::begin(kMessages), std::end(kMessages),
+                                     [this](const TErrorMessage &m) { return m.Code == ErrorCode; });
+    return QString::fromLatin1(found != std::end(kMessages) ? found->Text : kMsgUnexpected);
 }
 
 } // namespace wn
