@@ -11,7 +11,6 @@
 #include <QImage>
 #include <QLabel>
 #include <QMimeDatabase>
-#include <QPixmap>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -19,9 +18,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <optional>
 #include <random>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -59,11 +60,8 @@ QByteArray V4Record(const QByteArray &data)
 // A file whose description slot at offset holds a length byte and text.
 QByteArray SlotFile(int offset, const QByteArray &text, int declaredLength = -1)
 {
-    QByteArray bytes(offset, '\x11');
-    bytes += char(declaredLength < 0 ? text.size() : declaredLength);
-    bytes += text;
-    bytes += QByteArray(100, '\x22');
-    return bytes;
+    return QByteArray(offset, '\x11') + char(declaredLength < 0 ? text.size() : declaredLength) + text +
+           QByteArray(100, '\x22');
 }
 
 QString Described(const QString &fileName, const QString &ext)
@@ -72,6 +70,15 @@ QString Described(const QString &fileName, const QString &ext)
     GetFileDescription(fileName, ext, description);
     return description;
 }
+
+using TReader = std::function<void(const QString &fileName, QString &description)>;
+
+// A file to describe; no bytes means the file does not exist.
+struct TReaderCase {
+    const char *Name;
+    std::optional<QByteArray> Bytes;
+    QString Expected;
+};
 
 class FileFixture : public ::testing::Test
 {
@@ -82,41 +89,47 @@ protected:
     {
         return wntest::WriteAll(dir.filePath(name), bytes);
     }
+
+    void ExpectDescriptions(const TReader &read, const std::vector<TReaderCase> &cases)
+    {
+        for (const TReaderCase &c : cases) {
+            QString description = QStringLiteral("stale");
+            read(c.Bytes ? Write(c.Name, *c.Bytes) : dir.filePath(c.Name), description);
+            EXPECT_EQ(description, c.Expected) << c.Name;
+        }
+    }
 };
 
-using KVUtilFileTypes = FileFixture;
 using KVUtilReaders = FileFixture;
 
 } // namespace
 
 TEST(KVUtilFileType, KeysGroupNumberedFilesAndRpdgFiles)
 {
-    EXPECT_EQ(GetFileType("Plot.001"), QStringLiteral("plot"));
-    EXPECT_EQ(GetFileType("Plot.002"), QStringLiteral("plot"));
-    EXPECT_EQ(GetFileType("Plot.12"), QStringLiteral("plot"));
-    EXPECT_EQ(GetFileType("Plot.abc"), QStringLiteral(".abc"));
-    EXPECT_EQ(GetFileType("Data.TXT"), QStringLiteral(".txt"));
-    EXPECT_EQ(GetFileType("rpdg0001.xyz"), QStringLiteral("rpdg"));
-    EXPECT_EQ(GetFileType("RPDG.txt"), QStringLiteral("rpdg"));
-    // Only two or three characters after the point count as a number.
-    EXPECT_EQ(GetFileType("Plot.1"), QStringLiteral(".1"));
-    EXPECT_EQ(GetFileType("Plot.1234"), QStringLiteral(".1234"));
-    EXPECT_EQ(GetFileType("Plot.1a"), QStringLiteral(".1a"));
-    EXPECT_EQ(GetFileType("Plot.-1"), QStringLiteral(".-1"));
-    // The key is the name up to its first point; folders do not count.
-    EXPECT_EQ(GetFileType("Archive.Tar.001"), QStringLiteral("archive"));
-    EXPECT_EQ(GetFileType("/data/run.2/Plot.003"), QStringLiteral("plot"));
-    EXPECT_EQ(GetFileType("/data/run.2/README"), QString());
-    EXPECT_EQ(GetFileType(QString()), QString());
+    // Only two or three digits after the point make a number; the key is the name up to its
+    // first point, and folders do not count.
+    const std::pair<const char *, const char *> cases[] = {{"Plot.001", "plot"},
+                                                           {"Plot.12", "plot"},
+                                                           {"Plot.abc", ".abc"},
+                                                           {"Data.TXT", ".txt"},
+                                                           {"rpdg0001.xyz", "rpdg"},
+                                                           {"RPDG.txt", "rpdg"},
+                                                           {"Plot.1", ".1"},
+                                                           {"Plot.1234", ".1234"},
+                                                           {"Plot.1a", ".1a"},
+                                                           {"Plot.-1", ".-1"},
+                                                           {"Archive.Tar.001", "archive"},
+                                                           {"/data/run.2/Plot.003", "plot"},
+                                                           {"/data/run.2/README", ""},
+                                                           {"", ""}};
+    for (const auto &[name, key] : cases)
+        EXPECT_EQ(GetFileType(name), key) << name;
 }
 
-TEST_F(KVUtilFileTypes, CorrespondingResFileIgnoresLetterCase)
+TEST_F(KVUtilReaders, CorrespondingResFileIgnoresLetterCase)
 {
-    Write("RABC0012.RES", "x");
-    Write("r0010012.res", "x");
-    Write("R0010013.RES", "x");
-    Write("R01012.RES", "x");
-    Write("R(1)x(2).RES", "x");
+    for (const char *name : {"RABC0012.RES", "r0010012.res", "R0010013.RES", "R01012.RES", "R(1)x(2).RES"})
+        Write(name, "x");
     QDir(dir.path()).mkdir("R0020012.RES");
     const QString folder = dir.path() + QLatin1Char('/');
     EXPECT_EQ(GetCorrespondingResFile(folder + "RLK_0012.xyz"), folder + "r0010012.res");
@@ -130,191 +143,145 @@ TEST_F(KVUtilFileTypes, CorrespondingResFileIgnoresLetterCase)
 
 TEST_F(KVUtilReaders, TextDescriptionJoinsTrimmedLines)
 {
-    QString d;
-    GetTXTFileDescription(Write("a.txt", "  A \r\nB\r\n"), d);
-    EXPECT_EQ(d, QStringLiteral("A; B"));
-    GetTXTFileDescription(Write("b.txt", "\n  \n\tX\nY"), d);
-    EXPECT_EQ(d, QStringLiteral("X; Y"));
-    GetTXTFileDescription(Write("c.txt", "A\n\nB\n"), d);
-    EXPECT_EQ(d, QStringLiteral("A; ; B"));
-    GetTXTFileDescription(Write("d.txt", "L\xe4rm\r\n"), d);
-    EXPECT_EQ(d, QStringLiteral("Lärm"));
-    GetTXTFileDescription(Write("e.txt", "\xef\xbb\xbfL\xc3\xa4rm\n\xe2\x82\xac"), d);
-    EXPECT_EQ(d, QStringLiteral("Lärm; €"));
-    GetTXTFileDescription(Write("empty.txt", ""), d);
-    EXPECT_EQ(d, QString());
-    d = QStringLiteral("stale");
-    GetTXTFileDescription(dir.filePath("missing.txt"), d);
-    EXPECT_EQ(d, QString());
-
-    QByteArray many;
-    for (int i = 0; i < 100; ++i)
-        many += "line" + QByteArray::number(i) + "\n";
-    GetTXTFileDescription(Write("many.txt", many), d);
-    QStringList expected;
-    for (int i = 0; i < 100; ++i)
-        expected << QStringLiteral("line%1").arg(i);
-    EXPECT_EQ(d, expected.join("; ").left(80));
-
-    // Characters, not bytes, count: 50 two-byte letters leave room for the next line.
-    GetTXTFileDescription(Write("wide.txt", QString(50, QChar(0xE4)).toUtf8() + "\nnext line\n"), d);
-    EXPECT_EQ(d, QString(50, QChar(0xE4)) + QStringLiteral("; next line"));
-    GetTXTFileDescription(Write("long.txt", QByteArray(300000, 'x') + "\nnext"), d);
-    EXPECT_EQ(d, QString(80, QLatin1Char('x')));
+    ExpectDescriptions(GetTXTFileDescription,
+                       {
+                           {"a.txt", "  A \r\nB\r\n", "A; B"},
+                           {"b.txt", "\n  \n\tX\nY", "X; Y"},
+                           {"c.txt", "A\n\nB\n", "A; ; B"},
+                           {"d.txt", "L\xe4rm\r\n", "Lärm"},
+                           {"e.txt", "\xef\xbb\xbfL\xc3\xa4rm\n\xe2\x82\xac", "Lärm; €"},
+                           {"empty.txt", "", ""},
+                           {"missing.txt", std::nullopt, ""},
+                           // Characters, not bytes, count: 50 two-byte letters leave room for more.
+                           {"wide.txt", QString(50, QChar(0xE4)).toUtf8() + "\nnext line\n",
+                            QString(50, QChar(0xE4)) + "; next line"},
+                           {"long.txt", QByteArray(300000, 'x') + "\nnext", QString(80, QLatin1Char('x'))},
+                       });
 }
 
 TEST_F(KVUtilReaders, GridDescriptionsAtTheirOffsets)
 {
-    QString d;
-    GetRLKFileDescription(Write("RLK_0001.001", SlotFile(86, "L\xe4rm day")), "RLK_", d);
-    EXPECT_EQ(d, QStringLiteral("Lärm day"));
+    const auto grid = [](const char *prefix) {
+        return [prefix](const QString &name, QString &d) { GetRLKFileDescription(name, prefix, d); };
+    };
+    ExpectDescriptions(grid("RLK_"), {
+                                         {"RLK_0001.001", SlotFile(86, "L\xe4rm day"), "Lärm day"},
+                                         // The slot holds 80 bytes: at most 79 characters.
+                                         {"RLK_0002.001", SlotFile(86, QByteArray(200, 'r'), 255),
+                                          QString(79, QLatin1Char('r'))},
+                                         // Truncated in the text, before the slot, and missing.
+                                         {"RLK_0003.001", SlotFile(86, "abcdef").left(86 + 4), "abc"},
+                                         {"RLK_0004.001", QByteArray(50, 'z'), ""},
+                                         {"RLK_0005.001", std::nullopt, ""},
+                                     });
     // The other grid kinds are in the OEM code page, where 0x84 is a-umlaut.
-    GetRLKFileDescription(Write("RMK_0001.001", SlotFile(287, "L\x84rm")), "RMK_", d);
-    EXPECT_EQ(d, QStringLiteral("Lärm"));
-    GetRLKFileDescription(Write("TLK_0001.001", SlotFile(287, "night")), "TLK_", d);
-    EXPECT_EQ(d, QStringLiteral("night"));
-    GetRLKFileDescription(Write("GRID0001.001", SlotFile(38, "grid")), "GRID", d);
-    EXPECT_EQ(d, QStringLiteral("grid"));
-    GetRLKFileDescription(dir.filePath("GRID0001.001"), "ABCD", d);
-    EXPECT_EQ(d, QString());
-    // The slot holds 80 bytes: at most 79 characters.
-    GetRLKFileDescription(Write("RLK_0002.001", SlotFile(86, QByteArray(200, 'r'), 255)), "RLK_", d);
-    EXPECT_EQ(d, QString(79, QLatin1Char('r')));
-    // Truncated in the text, before the slot, and missing.
-    GetRLKFileDescription(Write("RLK_0003.001", SlotFile(86, "abcdef").left(86 + 4)), "RLK_", d);
-    EXPECT_EQ(d, QStringLiteral("abc"));
-    GetRLKFileDescription(Write("RLK_0004.001", QByteArray(50, 'z')), "RLK_", d);
-    EXPECT_EQ(d, QString());
-    GetRLKFileDescription(dir.filePath("RLK_0005.001"), "RLK_", d);
-    EXPECT_EQ(d, QString());
+    ExpectDescriptions(grid("RMK_"), {{"RMK_0001.001", SlotFile(287, "L\x84rm"), "Lärm"}});
+    ExpectDescriptions(grid("TLK_"), {{"TLK_0001.001", SlotFile(287, "night"), "night"}});
+    ExpectDescriptions(grid("GRID"), {{"GRID0001.001", SlotFile(38, "grid"), "grid"}});
+    ExpectDescriptions(grid("ABCD"), {{"GRID0001.001", SlotFile(38, "grid"), ""}});
 }
 
 TEST_F(KVUtilReaders, TaggedRecordDescriptions)
 {
-    QString d;
-    GetSGFFileDescription(Write("a.sgf", Record(26, "abc") + Record(66, "Scale one") + Record(67, "x")), d);
-    EXPECT_EQ(d, QStringLiteral("Scale one"));
-    GetSGFFileDescription(Write("b.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(40, "") +
-                                             Record(202, "Scale \xe4")),
-                          d);
-    EXPECT_EQ(d, QStringLiteral("Scale ä"));
-    GetSGFFileDescription(Write("c.sgf", Record(26, "abc") + Record(67, "other")), d);
-    EXPECT_EQ(d, QString());
-    GetSGFFileDescription(
-        Write("d.sgf", Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(41, "") + Record(202, "x")), d);
-    EXPECT_EQ(d, QString());
-    GetSGFFileDescription(Write("e.sgf", Record(27, "abc") + Record(66, "x")), d);
-    EXPECT_EQ(d, QString());
-    // A text cut short gives what is there.
-    GetSGFFileDescription(Write("f.sgf", (Record(26, "abc") + Record(66, "Scale one")).left(7 + 4 + 5)), d);
-    EXPECT_EQ(d, QStringLiteral("Scale"));
+    const QByteArray newForm = Record(201, "") + QByteArray("\x01\0\0\0", 4);
+    ExpectDescriptions(
+        GetSGFFileDescription,
+        {
+            {"a.sgf", Record(26, "abc") + Record(66, "Scale one") + Record(67, "x"), "Scale one"},
+            {"b.sgf", newForm + Record(40, "") + Record(202, "Scale \xe4"), "Scale ä"},
+            {"c.sgf", Record(26, "abc") + Record(67, "other"), ""},
+            {"d.sgf", newForm + Record(41, "") + Record(202, "x"), ""},
+            {"e.sgf", Record(27, "abc") + Record(66, "x"), ""},
+            // A text cut short gives what is there.
+            {"f.sgf", (Record(26, "abc") + Record(66, "Scale one")).left(16), "Scale"},
+        });
 
+    const std::pair<const char *, QByteArray> refused[] = {
+        {"b.fml", Record(34, "comment")},
+        {"c.fml", Record(33, "KV.FML\0\0\0\0") + Record(35, "comment")},
+        // The header record must be read whole.
+        {"d.fml", ListFile("comment").left(4 + 6)},
+        {"e.fml", Record(33, QByteArray(300, 'h')) + Record(34, "comment")},
+    };
+    QString d;
+    for (const auto &[name, bytes] : refused) {
+        EXPECT_FALSE(GetListDescription(Write(name, bytes), d)) << name;
+        EXPECT_EQ(d, QString()) << name;
+    }
+    EXPECT_FALSE(GetListDescription(dir.filePath("missing.fml"), d));
+    EXPECT_TRUE(GetListDescription(Write("empty.fml", ListFile("")), d));
     EXPECT_TRUE(GetListDescription(Write("a.fml", ListFile("Sources north")), d));
     EXPECT_EQ(d, QStringLiteral("Sources north"));
-    EXPECT_TRUE(GetListDescription(Write("empty.fml", ListFile("")), d));
-    EXPECT_EQ(d, QString());
-    EXPECT_FALSE(GetListDescription(Write("b.fml", Record(34, "comment")), d));
-    EXPECT_FALSE(GetListDescription(Write("c.fml", Record(33, "KV.FML\0\0\0\0") + Record(35, "comment")), d));
-    EXPECT_EQ(d, QString());
-    // The header record must be read whole.
-    EXPECT_FALSE(GetListDescription(Write("d.fml", ListFile("comment").left(4 + 6)), d));
-    EXPECT_FALSE(
-        GetListDescription(Write("e.fml", Record(33, QByteArray(300, 'h')) + Record(34, "comment")), d));
-    EXPECT_FALSE(GetListDescription(dir.filePath("missing.fml"), d));
 }
 
 TEST_F(KVUtilReaders, GMAndV4Records)
 {
-    QString d;
-    GetGMFileDescription(Write("a.dgm", GMRecord(2, "abcd") + GMRecord(1, QByteArray("Map one\0\0\0", 10))),
-                         d);
-    EXPECT_EQ(d, QStringLiteral("Map one"));
-    GetGMFileDescription(Write("b.dgm", GMRecord(2, "a") + GMRecord(1, "Map")), d);
-    EXPECT_EQ(d, QString());
-    GetGMFileDescription(Write("c.dgm", GMRecord(11, "ab") + GMRecord(1, "Map")), d);
-    EXPECT_EQ(d, QString());
-    GetGMFileDescription(Write("d.dgm", GMRecord(2, QByteArray(2000, 'x')) + GMRecord(1, "Map")), d);
-    EXPECT_EQ(d, QString());
-    QByteArray records;
-    for (int i = 0; i < 24; ++i)
-        records += GMRecord(3, "xx");
-    GetGMFileDescription(Write("e.dgm", records + GMRecord(1, "25th")), d);
-    EXPECT_EQ(d, QStringLiteral("25th"));
-    GetGMFileDescription(Write("f.dgm", records + GMRecord(3, "xx") + GMRecord(1, "26th")), d);
-    EXPECT_EQ(d, QString());
-
-    GetV4FileDescription(Write("a.v4", V4Record("Xabc") + V4Record("KTitle one  ")), d, false);
-    EXPECT_EQ(d, QStringLiteral("Title one"));
-    GetV4FileDescription(Write("b.v4", V4Record("kL\x84rm")), d, true);
-    EXPECT_EQ(d, QStringLiteral("Lärm"));
-    GetV4FileDescription(dir.filePath("b.v4"), d, false);
-    EXPECT_EQ(d, QStringLiteral("L\u201Erm"));
-    GetV4FileDescription(Write("c.v4", V4Record("Dxx") + V4Record("KTitle")), d, false);
-    EXPECT_EQ(d, QString());
-    GetV4FileDescription(Write("d.v4", V4Record("Txx") + V4Record("KTitle")), d, false);
-    EXPECT_EQ(d, QString());
-    GetV4FileDescription(Write("e.v4", V4Record("") + V4Record("KTitle")), d, false);
-    EXPECT_EQ(d, QString());
-    QByteArray v4;
-    for (int i = 0; i < 25; ++i)
-        v4 += V4Record("Xx");
-    GetV4FileDescription(Write("f.v4", v4 + V4Record("KTitle")), d, false);
-    EXPECT_EQ(d, QString());
+    const QByteArray twentyFour = GMRecord(3, "xx").repeated(24);
+    ExpectDescriptions(
+        GetGMFileDescription,
+        {
+            {"a.dgm", GMRecord(2, "abcd") + GMRecord(1, QByteArray("Map one\0\0\0", 10)), "Map one"},
+            {"b.dgm", GMRecord(2, "a") + GMRecord(1, "Map"), ""},
+            {"c.dgm", GMRecord(11, "ab") + GMRecord(1, "Map"), ""},
+            {"d.dgm", GMRecord(2, QByteArray(2000, 'x')) + GMRecord(1, "Map"), ""},
+            {"e.dgm", twentyFour + GMRecord(1, "25th"), "25th"},
+            {"f.dgm", twentyFour + GMRecord(3, "xx") + GMRecord(1, "26th"), ""},
+        });
+    const auto v4 = [](bool convert) {
+        return [convert](const QString &name, QString &d) { GetV4FileDescription(name, d, convert); };
+    };
+    ExpectDescriptions(v4(true), {{"a.v4", V4Record("kL\x84rm"), "Lärm"}});
+    ExpectDescriptions(v4(false), {
+                                      {"a.v4", V4Record("kL\x84rm"), "L\u201Erm"},
+                                      {"b.v4", V4Record("Xabc") + V4Record("KTitle one  "), "Title one"},
+                                      {"c.v4", V4Record("Dxx") + V4Record("KTitle"), ""},
+                                      {"d.v4", V4Record("Txx") + V4Record("KTitle"), ""},
+                                      {"e.v4", V4Record("") + V4Record("KTitle"), ""},
+                                      {"f.v4", V4Record("Xx").repeated(25) + V4Record("KTitle"), ""},
+                                  });
 }
 
 TEST_F(KVUtilReaders, DescriptionsDispatchOnExtensionAndPrefix)
 {
-    Write("res/R0010012.RES", "[General]\r\nRunName=Day run\r\n");
-    Write("res/rpdg0012.001", "grid");
-    Write("res/plain.res", "[GENERAL]\r\nRUNNAME=Upper\r\n");
-    Write("res/other.res", "[Other]\r\nRunName=x\r\n");
-    EXPECT_EQ(Described(dir.filePath("res/R0010012.RES"), ".RES"), QStringLiteral("Day run"));
-    EXPECT_EQ(Described(dir.filePath("res/plain.res"), ".res"), QStringLiteral("Upper"));
-    EXPECT_EQ(Described(dir.filePath("res/other.res"), ".res"), QString());
-    EXPECT_EQ(Described(dir.filePath("res/missing.res"), ".res"), QString());
-    const QString rpdg = dir.filePath("res/rpdg0012.001");
-    EXPECT_EQ(Described(rpdg, GetFileType(rpdg)), QStringLiteral("Day run"));
-
-    EXPECT_EQ(Described(Write("a.sgs", Record(26, "") + Record(66, "sgs")), ".sgs"), QStringLiteral("sgs"));
-    EXPECT_EQ(Described(Write("a.sgt", Record(26, "") + Record(66, "sgt")), ".SGT"), QStringLiteral("sgt"));
-    EXPECT_EQ(Described(Write("a.txt", "text"), ".txt"), QStringLiteral("text"));
-    EXPECT_EQ(Described(Write("a.sdr", "sdr"), ".sdr"), QStringLiteral("sdr"));
-    EXPECT_EQ(Described(Write("a.rdr", "rdr"), ".rdr"), QStringLiteral("rdr"));
-    // Companion files, found whatever their letter case.
+    const QString res = Write("res/R0010012.RES", "[General]\r\nRunName=Day run\r\n");
+    // Companion files are found whatever their letter case. In the older geo form the length
+    // byte at block offset 4 runs past this 5-byte block.
     Write("Case.sdr", "sources");
     Write("Run.RDR", "run text");
-    EXPECT_EQ(Described(Write("Case.SFL", "x"), ".sfl"), QStringLiteral("sources"));
-    EXPECT_EQ(Described(Write("Run.run", "x"), ".run"), QStringLiteral("run text"));
-    EXPECT_EQ(Described(Write("Run.runx", "x"), ".RUNX"), QStringLiteral("run text"));
-    EXPECT_EQ(Described(Write("None.sfl", "x"), ".sfl"), QString());
+    const QByteArray geo = QByteArray("\0\0\x05\0\0\0hhhhhM1MMMM\x03\0\0\0geo", 24);
+    const std::tuple<QString, QString, QString> cases[] = {
+        {res, ".RES", "Day run"},
+        {Write("res/rpdg0012.001", "grid"), "rpdg", "Day run"},
+        {Write("res/plain.res", "[GENERAL]\r\nRUNNAME=Upper\r\n"), ".res", "Upper"},
+        {Write("res/other.res", "[Other]\r\nRunName=x\r\n"), ".res", ""},
+        {Write("a.sgt", Record(26, "") + Record(66, "sgt")), ".SGT", "sgt"},
+        {Write("a.txt", "text"), ".txt", "text"},
+        {Write("a.rdr", "rdr"), ".rdr", "rdr"},
+        {Write("Case.SFL", "x"), ".sfl", "sources"},
+        {Write("Run.runx", "x"), ".RUNX", "run text"},
+        {Write("None.sfl", "x"), ".sfl", ""},
+        {Write("a.dgm", GMRecord(1, "dgm")), ".DGM", "dgm"},
+        {Write("a.xyz", "text"), ".xyz", ""},
+        {Write("a.sit", geo), ".sit", "geo"},
+        {Write("a.geo", geo), ".geo", ""},
+        {Write("RLK_0001.001", SlotFile(86, "rlk")), "rlk_0001", "rlk"},
+        {Write("rmk_0001.002", SlotFile(287, "rmk")), "rmk_0001", "rmk"},
+        {Write("TLK_0001.003", SlotFile(287, "tlk")), "tlk_0001", "tlk"},
+        {Write("grid0001.004", SlotFile(38, "grid")), "grid0001", "grid"},
+        {Write("MISKAM.001", V4Record("K\x84")), "miskam", "\u201E"},
+        {Write("Plot.001", V4Record("K\x84")), "plot", "ä"},
+        {Write("1Plot.001", V4Record("K\x84")), "1plot", ""},
+    };
+    for (const auto &[path, ext, expected] : cases)
+        EXPECT_EQ(Described(path, ext), expected) << qPrintable(path);
     for (const QString &ext : ListFileExtensions())
         EXPECT_EQ(Described(Write("a" + ext, ListFile("list " + ext.toLatin1())), ext.toLower()),
                   "list " + ext);
-    EXPECT_EQ(Described(Write("a.gm", GMRecord(1, "gm")), ".gm"), QStringLiteral("gm"));
-    EXPECT_EQ(Described(Write("a.dgm", GMRecord(1, "dgm")), ".DGM"), QStringLiteral("dgm"));
-    EXPECT_EQ(Described(Write("a.xyz", "text"), ".xyz"), QString());
-
-    const QByteArray geo = QByteArray("\0\0\x05\0\0\0hhhhhM1MMMM\x03\0\0\0geo", 24);
-    EXPECT_EQ(Described(Write("a.sit", geo), ".sit"), QStringLiteral("geo"));
-    // In the older geo form the length byte at block offset 4 runs past this 5-byte block.
-    EXPECT_EQ(Described(Write("a.geo", geo), ".geo"), QString());
-
-    const auto byType = [this](const QString &name, const QByteArray &bytes) {
-        const QString path = Write(name, bytes);
-        return Described(path, GetFileType(path));
-    };
-    EXPECT_EQ(byType("RLK_0001.001", SlotFile(86, "rlk")), QStringLiteral("rlk"));
-    EXPECT_EQ(byType("rmk_0001.002", SlotFile(287, "rmk")), QStringLiteral("rmk"));
-    EXPECT_EQ(byType("TLK_0001.003", SlotFile(287, "tlk")), QStringLiteral("tlk"));
-    EXPECT_EQ(byType("grid0001.004", SlotFile(38, "grid")), QStringLiteral("grid"));
-    EXPECT_EQ(byType("MISKAM.001", V4Record("K\x84")), QStringLiteral("\u201E"));
-    EXPECT_EQ(byType("Plot.001", V4Record("K\x84")), QStringLiteral("ä"));
-    EXPECT_EQ(byType("1Plot.001", V4Record("K\x84")), QString());
 }
 
 TEST_F(KVUtilReaders, DamagedFilesNeverCrash)
 {
-    const std::vector<std::pair<QByteArray, QString>> happy = {
+    const std::pair<QByteArray, QString> happy[] = {
         {Record(26, "abc") + Record(66, "Scale one"), ".sgf"},
         {Record(201, "") + QByteArray("\x01\0\0\0", 4) + Record(40, "") + Record(202, "Scale"), ".sgf"},
         {ListFile("comment"), ".fml"},
@@ -335,14 +302,13 @@ TEST_F(KVUtilReaders, DamagedFilesNeverCrash)
         }
     }
     std::mt19937 random(77);
-    const QStringList exts = {".sgf", ".fml", ".gm",  "plot", "MISKAM",
-                              "RLK_", "GRID", ".txt", ".geo", ".sit"};
     for (int round = 0; round < 300; ++round) {
         QByteArray bytes(int(random() % 400), '\0');
         for (auto &byte : bytes)
             byte = char(random() % 4 == 0 ? random() % 12 : random() & 0xFF);
         const QString path = Write(QStringLiteral("garbage%1.bin").arg(round), bytes);
-        for (const QString &ext : exts)
+        for (const char *ext :
+             {".sgf", ".fml", ".gm", "plot", "MISKAM", "RLK_", "GRID", ".txt", ".geo", ".sit"})
             EXPECT_LE(Described(path, ext).size(), 65535);
     }
 }
@@ -352,8 +318,7 @@ TEST(KVUtilWidgets, OwnedWidgetsPaintTheirOwnBackground)
     QWidget form;
     auto *panel = new QWidget(&form);
     auto *label = new QLabel(QStringLiteral("x"), panel);
-    auto *plain = new QObject(&form);
-    Q_UNUSED(plain);
+    new QObject(&form);
     SwitchOffParentBackGround(&form);
     EXPECT_TRUE(panel->autoFillBackground());
     EXPECT_TRUE(label->autoFillBackground());
@@ -369,33 +334,18 @@ class TEnvironmentScope
 public:
     ~TEnvironmentScope()
     {
-        for (auto it = FSaved.rbegin(); it != FSaved.rend(); ++it) {
-            if (it->second)
-                qputenv(it->first.constData(), *it->second);
-            else
-                qunsetenv(it->first.constData());
-        }
+        for (auto it = FSaved.rbegin(); it != FSaved.rend(); ++it)
+            it->second ? qputenv(it->first.constData(), *it->second) : qunsetenv(it->first.constData());
     }
 
-    void Set(const char *name, const QString &value)
+    void Set(const char *name, const std::optional<QString> &value)
     {
-        Save(name);
-        qputenv(name, value.toLocal8Bit());
-    }
-
-    void Unset(const char *name)
-    {
-        Save(name);
-        qunsetenv(name);
+        FSaved.emplace_back(name,
+                            qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
+        value ? qputenv(name, value->toLocal8Bit()) : qunsetenv(name);
     }
 
 private:
-    void Save(const char *name)
-    {
-        FSaved.emplace_back(name, qEnvironmentVariableIsSet(name) ? std::optional<QByteArray>(qgetenv(name))
-                                                                  : std::nullopt);
-    }
-
     std::vector<std::pair<QByteArray, std::optional<QByteArray>>> FSaved;
 };
 
@@ -418,19 +368,23 @@ QStringList GroupLines(const QString &fileName, const QString &group)
     return result;
 }
 
-QColor CentreColour(const QIcon &icon, int size)
+// The colour of an icon's pixel at the given size, by default at its centre.
+QColor PixelColour(const QIcon &icon, int size, int x = -1, int y = -1)
 {
     const QImage image = icon.pixmap(QSize(size, size)).toImage();
-    return image.isNull() ? QColor() : image.pixelColor(size / 2, size / 2);
+    return image.isNull() ? QColor() : image.pixelColor(x < 0 ? size / 2 : x, y < 0 ? size / 2 : y);
 }
 
-void SaveSquare(const QString &fileName, Qt::GlobalColor colour, int size, const char *format = "PNG")
+void SavePicture(const QString &fileName, Qt::GlobalColor colour, QSize size, const char *format = "PNG")
 {
     QDir().mkpath(QFileInfo(fileName).absolutePath());
-    QImage image(size, size, QImage::Format_ARGB32);
+    QImage image(size, QImage::Format_ARGB32);
     image.fill(colour);
     ASSERT_TRUE(image.save(fileName, format)) << qPrintable(fileName);
 }
+
+const QString kTestMimeType = QStringLiteral("application/x-wnpack.test");
+const QString kTestDesktopId = QStringLiteral("wnpack-wnpack.test.desktop");
 
 // A home of its own: XDG data, configuration and the trash live in the temporary folder, and
 // no desktop environment is announced, so the generic freedesktop rules apply.
@@ -440,18 +394,18 @@ protected:
     TEnvironmentScope env;
     TRecordingUiServices ui;
     TUiServicesScope uiScope{ui};
-    QString home, dataHome, configHome;
+    QString dataHome, configHome;
+    QStringList oldSearchPaths = QIcon::themeSearchPaths();
+    QString oldTheme = QIcon::themeName();
 
     void SetUp() override
     {
-        home = dir.filePath("home");
-        dataHome = home + "/.local/share";
-        configHome = home + "/.config";
-        QDir().mkpath(dataHome);
-        QDir().mkpath(configHome);
-        QDir().mkpath(dir.filePath("xdg-config"));
-        QDir().mkpath(dir.filePath("xdg-data"));
-        env.Set("HOME", home);
+        dataHome = dir.filePath("home/.local/share");
+        configHome = dir.filePath("home/.config");
+        for (const QString &folder :
+             {dataHome, configHome, dir.filePath("xdg-config"), dir.filePath("xdg-data")})
+            QDir().mkpath(folder);
+        env.Set("HOME", dir.filePath("home"));
         env.Set("XDG_DATA_HOME", dataHome);
         env.Set("XDG_CONFIG_HOME", configHome);
         env.Set("XDG_CONFIG_DIRS", dir.filePath("xdg-config"));
@@ -459,143 +413,7 @@ protected:
         env.Set("XDG_DATA_DIRS", dir.filePath("xdg-data") + ":/usr/local/share:/usr/share");
         for (const char *name : {"XDG_CURRENT_DESKTOP", "XDG_SESSION_DESKTOP", "DESKTOP_SESSION",
                                  "KDE_FULL_SESSION", "GNOME_DESKTOP_SESSION_ID", "XDG_MENU_PREFIX"})
-            env.Unset(name);
-    }
-
-    QString DesktopFile(const QString &fileType) const
-    {
-        return dataHome + "/applications/wnpack-" + fileType + ".desktop";
-    }
-};
-
-const QString kTestMimeType = QStringLiteral("application/x-wnpack.test");
-const QString kTestDesktopId = QStringLiteral("wnpack-wnpack.test.desktop");
-
-} // namespace
-
-TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
-{
-    Write("home/.config/mimeapps.list", "[Default Applications]\ntext/plain=gedit.desktop;\n\n"
-                                        "[Removed Associations]\nimage/png=gimp.desktop;\n");
-    const QString icon = dir.filePath("red.png") + ",0";
-
-    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", icon);
-    EXPECT_TRUE(ui.Calls.empty());
-    const QString package = ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml");
-    EXPECT_TRUE(package.contains("<mime-type type=\"" + kTestMimeType + "\">")) << qPrintable(package);
-    EXPECT_TRUE(package.contains("<comment>WN test file</comment>"));
-    EXPECT_TRUE(package.contains("<glob pattern=\"*.wnq\"/>"));
-    const QStringList entry = GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]");
-    EXPECT_TRUE(entry.contains("Type=Application"));
-    EXPECT_TRUE(entry.contains("Name=WN test file"));
-    EXPECT_TRUE(entry.contains("Exec=/usr/bin/wnview %f"));
-    EXPECT_TRUE(entry.contains("Icon=" + icon));
-    EXPECT_TRUE(entry.contains("MimeType=" + kTestMimeType + ";"));
-    const QString list = configHome + "/mimeapps.list";
-    EXPECT_EQ(GroupLines(list, "[Default Applications]"),
-              QStringList({"text/plain=gedit.desktop;", kTestMimeType + "=" + kTestDesktopId + ";"}));
-    EXPECT_EQ(GroupLines(list, "[Removed Associations]"), QStringList({"image/png=gimp.desktop;"}));
-    EXPECT_EQ(GroupLines(list, "[Added Associations]"),
-              QStringList({kTestMimeType + "=" + kTestDesktopId + ";"}));
-    EXPECT_EQ(ShellPlatform().LinkedCommand(".WNQ"), QStringLiteral("/usr/bin/wnview %f"));
-    if (!QStandardPaths::findExecutable("update-mime-database").isEmpty()) {
-        EXPECT_TRUE(QFile::exists(dataHome + "/mime/mime.cache"));
-    }
-
-    // The same command in other letter case: nothing to ask, everything written again.
-    RegisterLink(".WNQ", "WNPack.Test", "Renamed", "/USR/BIN/WNVIEW %F", icon);
-    EXPECT_TRUE(ui.Calls.empty());
-    EXPECT_TRUE(ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml").contains("<comment>Renamed</comment>"));
-    EXPECT_TRUE(
-        GroupLines(DesktopFile("wnpack.test"), "[Desktop Entry]").contains("Exec=/USR/BIN/WNVIEW %F"));
-    EXPECT_EQ(GroupLines(list, "[Default Applications]").size(), 2);
-
-    // Another command: the user decides.
-    ui.MessageAnswers = {mrNo};
-    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
-    ASSERT_EQ(ui.Calls.size(), 1u);
-    EXPECT_EQ(ui.Calls[0].What, QStringLiteral("MessageDlg"));
-    EXPECT_EQ(
-        ui.Calls[0].Text,
-        QStringLiteral(
-            "The file extension \".wnq\" is already linked with command /USR/BIN/WNVIEW %F. Overwrite?"));
-    EXPECT_EQ(ui.Calls[0].Kind, mtConfirmation);
-    EXPECT_TRUE(ui.Calls[0].Buttons == (TMsgDlgButtons{mbYes, mbNo}));
-    EXPECT_FALSE(QFile::exists(DesktopFile("other.type")));
-    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/USR/BIN/WNVIEW %F"));
-
-    ui.MessageAnswers = {mrYes};
-    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
-    EXPECT_EQ(ui.Calls.size(), 2u);
-    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/usr/bin/other %f"));
-    EXPECT_TRUE(ReadAll(dataHome + "/mime/packages/wnpack-wnq.xml").contains("application/x-other.type"));
-    EXPECT_FALSE(GroupLines(DesktopFile("other.type"), "[Desktop Entry]").join("\n").contains("Icon="));
-
-    // Backslashes and quotes of a Windows-style command survive the desktop entry.
-    const QString windowsCommand = QStringLiteral("\"C:\\Prog\\app.exe\" \"%1\"");
-    RegisterLink(".wnb", "WNPack.Back", "Back", windowsCommand, QString());
-    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnb"), windowsCommand);
-    EXPECT_EQ(ui.Calls.size(), 2u);
-}
-
-TEST(KVUtilChild, DISABLED_PrintMimeTypeOfProbe)
-{
-    const QString probe = qEnvironmentVariable("WN_MIME_PROBE");
-    if (!probe.isEmpty())
-        std::printf("MIME:%s\n",
-                    qPrintable(QMimeDatabase().mimeTypeForFile(probe, QMimeDatabase::MatchExtension).name()));
-}
-
-TEST_F(KVUtilDesktop, DesktopToolsSeeTheRegisteredLink)
-{
-    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", QString());
-
-    // A fresh process, since a MIME database already in use reloads only every few seconds.
-    QProcess child;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("WN_MIME_PROBE", dir.filePath("sample.wnq"));
-    child.setProcessEnvironment(environment);
-    child.start(
-        QCoreApplication::applicationFilePath(),
-        {"--gtest_also_run_disabled_tests", "--gtest_filter=KVUtilChild.DISABLED_PrintMimeTypeOfProbe"});
-    ASSERT_TRUE(child.waitForFinished(60000));
-    EXPECT_TRUE(child.readAllStandardOutput().contains("MIME:" + kTestMimeType.toUtf8()));
-
-    const QString xdgMime = QStandardPaths::findExecutable("xdg-mime");
-    if (xdgMime.isEmpty())
-        GTEST_SKIP() << "xdg-utils is not installed";
-    QProcess query;
-    query.start(xdgMime, {"query", "default", kTestMimeType});
-    ASSERT_TRUE(query.waitForFinished(60000));
-    EXPECT_EQ(QString::fromUtf8(query.readAllStandardOutput()).trimmed(), kTestDesktopId);
-}
-
-namespace {
-
-// A small icon theme: blue for plain text, green for folders.
-class KVUtilIcons : public KVUtilDesktop
-{
-protected:
-    QStringList oldSearchPaths;
-    QString oldTheme;
-
-    void SetUp() override
-    {
-        KVUtilDesktop::SetUp();
-        oldSearchPaths = QIcon::themeSearchPaths();
-        oldTheme = QIcon::themeName();
-        static int themeSerial = 0;
-        const QString theme = QStringLiteral("wntest%1").arg(++themeSerial);
-        const QString root = dir.filePath("icons/" + theme);
-        Write("icons/" + theme + "/index.theme",
-              "[Icon Theme]\nName=" + theme.toLatin1() +
-                  "\nComment=test\nDirectories=mimetypes,places\n\n"
-                  "[mimetypes]\nSize=16\nType=Scalable\nMinSize=8\nMaxSize=256\n\n"
-                  "[places]\nSize=16\nType=Scalable\nMinSize=8\nMaxSize=256\n");
-        SaveSquare(root + "/mimetypes/text-plain.png", Qt::blue, 16);
-        SaveSquare(root + "/places/folder.png", Qt::green, 16);
-        QIcon::setThemeSearchPaths({dir.filePath("icons")});
-        QIcon::setThemeName(theme);
+            env.Set(name, std::nullopt);
     }
 
     void TearDown() override
@@ -603,42 +421,149 @@ protected:
         QIcon::setThemeSearchPaths(oldSearchPaths);
         QIcon::setThemeName(oldTheme);
     }
+
+    // A small icon theme: blue for plain text, green for folders.
+    void UseTestTheme()
+    {
+        static int themeSerial = 0;
+        const QString theme = QStringLiteral("wntest%1").arg(++themeSerial);
+        const QByteArray folder = "Size=16\nType=Scalable\nMinSize=8\nMaxSize=256\n";
+        Write("icons/" + theme + "/index.theme", "[Icon Theme]\nName=" + theme.toLatin1() +
+                                                     "\nDirectories=mimetypes,places\n[mimetypes]\n" +
+                                                     folder + "[places]\n" + folder);
+        SavePicture(dir.filePath("icons/" + theme + "/mimetypes/text-plain.png"), Qt::blue, QSize(16, 16));
+        SavePicture(dir.filePath("icons/" + theme + "/places/folder.png"), Qt::green, QSize(16, 16));
+        QIcon::setThemeSearchPaths({dir.filePath("icons")});
+        QIcon::setThemeName(theme);
+    }
+
+    QStringList DesktopEntry(const QString &fileType) const
+    {
+        return GroupLines(dataHome + "/applications/wnpack-" + fileType + ".desktop", "[Desktop Entry]");
+    }
 };
 
 } // namespace
 
-TEST_F(KVUtilIcons, IconsComeFromTheLinkTheFileTheThemeOrTheStyle)
+TEST_F(KVUtilDesktop, RegisterLinkWritesTheAssociationAndAsksBeforeChangingIt)
 {
+    const QString list =
+        Write("home/.config/mimeapps.list", "[Default Applications]\ntext/plain=gedit.desktop;\n\n"
+                                            "[Removed Associations]\nimage/png=gimp.desktop;\n");
+    const QString icon = dir.filePath("red.png") + ",0";
+    const QString package = dataHome + "/mime/packages/wnpack-wnq.xml";
+
+    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", icon);
+    EXPECT_TRUE(ui.Calls.empty());
+    for (const QString &part :
+         {"<mime-type type=\"" + kTestMimeType + "\">", QStringLiteral("<comment>WN test file</comment>"),
+          QStringLiteral("<glob pattern=\"*.wnq\"/>")})
+        EXPECT_TRUE(ReadAll(package).contains(part)) << qPrintable(part);
+    const QStringList entry = DesktopEntry("wnpack.test");
+    for (const QString &line :
+         {QStringLiteral("Type=Application"), QStringLiteral("Name=WN test file"),
+          QStringLiteral("Exec=/usr/bin/wnview %f"), "Icon=" + icon, "MimeType=" + kTestMimeType + ";"})
+        EXPECT_TRUE(entry.contains(line)) << qPrintable(line);
+    const QString association = kTestMimeType + "=" + kTestDesktopId + ";";
+    EXPECT_EQ(GroupLines(list, "[Default Applications]"),
+              QStringList({"text/plain=gedit.desktop;", association}));
+    EXPECT_EQ(GroupLines(list, "[Added Associations]"), QStringList({association}));
+    EXPECT_EQ(GroupLines(list, "[Removed Associations]"), QStringList({"image/png=gimp.desktop;"}));
+    if (!QStandardPaths::findExecutable("update-mime-database").isEmpty()) {
+        EXPECT_TRUE(QFile::exists(dataHome + "/mime/mime.cache"));
+    }
+
+    // The same command in other letter case: nothing to ask, everything written again.
+    RegisterLink(".WNQ", "WNPack.Test", "Renamed", "/USR/BIN/WNVIEW %F", icon);
+    EXPECT_TRUE(ui.Calls.empty());
+    EXPECT_TRUE(ReadAll(package).contains("<comment>Renamed</comment>"));
+    EXPECT_EQ(GroupLines(list, "[Default Applications]").size(), 2);
+
+    // Another command: the user decides.
+    ui.MessageAnswers = {mrNo};
+    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
+    ASSERT_EQ(ui.Calls.size(), 1u);
+    EXPECT_EQ(ui.Calls[0].What, QStringLiteral("MessageDlg"));
+    EXPECT_EQ(ui.Calls[0].Text,
+              "The file extension \".wnq\" is already linked with command /USR/BIN/WNVIEW %F. Overwrite?");
+    EXPECT_EQ(ui.Calls[0].Kind, mtConfirmation);
+    EXPECT_TRUE(ui.Calls[0].Buttons == (TMsgDlgButtons{mbYes, mbNo}));
+    EXPECT_TRUE(DesktopEntry("other.type").isEmpty());
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/USR/BIN/WNVIEW %F"));
+
+    ui.MessageAnswers = {mrYes};
+    RegisterLink(".wnq", "Other.Type", "Other", "/usr/bin/other %f", QString());
+    EXPECT_EQ(ui.Calls.size(), 2u);
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnq"), QStringLiteral("/usr/bin/other %f"));
+    EXPECT_TRUE(ReadAll(package).contains("application/x-other.type"));
+    EXPECT_FALSE(DesktopEntry("other.type").join("\n").contains("Icon="));
+
+    // Backslashes and quotes of a Windows-style command survive the desktop entry.
+    const QString windowsCommand = QStringLiteral("\"C:\\Prog\\app.exe\" \"%1\"");
+    RegisterLink(".wnb", "WNPack.Back", "Back", windowsCommand, QString());
+    EXPECT_EQ(ShellPlatform().LinkedCommand(".wnb"), windowsCommand);
+}
+
+TEST(KVUtilChild, DISABLED_PrintMimeTypeOfProbe)
+{
+    const QString probe = qEnvironmentVariable("WN_MIME_PROBE");
+    std::printf("MIME:%s\n",
+                qPrintable(QMimeDatabase().mimeTypeForFile(probe, QMimeDatabase::MatchExtension).name()));
+}
+
+TEST_F(KVUtilDesktop, DesktopToolsSeeTheRegisteredLink)
+{
+    RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", QString());
+
+    // A fresh process, since a MIME database already in use reloads only every few seconds.
+    env.Set("WN_MIME_PROBE", dir.filePath("sample.wnq"));
+    const wntest::TToolRun probe = wntest::RunProgram(
+        QCoreApplication::applicationFilePath(),
+        {"--gtest_also_run_disabled_tests", "--gtest_filter=KVUtilChild.DISABLED_PrintMimeTypeOfProbe"});
+    EXPECT_TRUE(probe.Out.contains("MIME:" + kTestMimeType)) << qPrintable(probe.Out);
+
+    const QString xdgMime = QStandardPaths::findExecutable("xdg-mime");
+    if (xdgMime.isEmpty())
+        GTEST_SKIP() << "xdg-utils is not installed";
+    const wntest::TToolRun query = wntest::RunProgram(xdgMime, {"query", "default", kTestMimeType});
+    EXPECT_EQ(query.Out.trimmed(), kTestDesktopId);
+}
+
+TEST_F(KVUtilDesktop, IconsComeFromTheLinkTheFileTheThemeOrTheStyle)
+{
+    UseTestTheme();
     QIcon large, small;
     GetFileIcons(Write("a.txt", "plain text\n"), ".txt", 0, large, small);
     EXPECT_EQ(large.availableSizes(), QList<QSize>({QSize(32, 32)}));
     EXPECT_EQ(small.availableSizes(), QList<QSize>({QSize(16, 16)}));
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::blue));
-    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::blue));
+    EXPECT_EQ(PixelColour(large, 32), QColor(Qt::blue));
+    EXPECT_EQ(PixelColour(small, 16), QColor(Qt::blue));
 
     GetFileIcons(dir.filePath("icons"), QString(), faDirectory, large, small);
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::green));
+    EXPECT_EQ(PixelColour(large, 32), QColor(Qt::green));
 
-    SaveSquare(dir.filePath("red.png"), Qt::red, 48);
+    // A wide picture is scaled into the square, keeping its proportions.
+    SavePicture(dir.filePath("red.png"), Qt::red, QSize(64, 48));
     RegisterLink(".wnq", "WNPack.Test", "WN test file", "/usr/bin/wnview %f", dir.filePath("red.png") + ",0");
     GetFileIcons(Write("f.wnq", "plain text\n"), ".wnq", 0, large, small);
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::red));
+    EXPECT_EQ(PixelColour(large, 32), QColor(Qt::red));
+    EXPECT_EQ(PixelColour(large, 32, 16, 1).alpha(), 0);
     EXPECT_EQ(small.availableSizes(), QList<QSize>({QSize(16, 16)}));
 
     // An icon index that is no number finds nothing; the style's generic icon stands in.
     RegisterLink(".wnr", "WNPack.R", "R file", "/usr/bin/wnview %f", dir.filePath("red.png") + ",first");
     GetFileIcons(Write("f.wnr", QByteArray("\0\1\2\3", 4)), ".wnr", 0, large, small);
     EXPECT_FALSE(large.isNull());
-    EXPECT_NE(CentreColour(large, 32), QColor(Qt::red));
-    EXPECT_NE(CentreColour(large, 32), QColor(Qt::blue));
+    EXPECT_NE(PixelColour(large, 32), QColor(Qt::red));
+    EXPECT_NE(PixelColour(large, 32), QColor(Qt::blue));
 
     // Icon files show themselves, but only for the exact lower-case extension.
-    SaveSquare(dir.filePath("own.ico"), Qt::yellow, 16, "ICO");
+    SavePicture(dir.filePath("own.ico"), Qt::yellow, QSize(16, 16), "ICO");
     GetFileIcons(dir.filePath("own.ico"), ".ico", 0, large, small);
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::yellow));
-    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::yellow));
+    EXPECT_EQ(PixelColour(large, 32), QColor(Qt::yellow));
+    EXPECT_EQ(PixelColour(small, 16), QColor(Qt::yellow));
     GetFileIcons(dir.filePath("own.ico"), ".ICO", 0, large, small);
-    EXPECT_NE(CentreColour(large, 32), QColor(Qt::yellow));
+    EXPECT_NE(PixelColour(large, 32), QColor(Qt::yellow));
     GetFileIcons(Write("tool.exe", "MZ"), ".exe", 0, large, small);
     EXPECT_EQ(large.availableSizes(), QList<QSize>({QSize(32, 32)}));
 }
@@ -689,105 +614,4 @@ TEST_F(KVUtilReaders, DescribeCommandPrintsOneLinePerFile)
     EXPECT_EQ(missing.Status, 1);
     EXPECT_TRUE(missing.Out.isEmpty());
     EXPECT_TRUE(missing.Err.contains("missing.txt"));
-}
-
-namespace {
-
-// Answers with icons of fixed colours and records what it was asked.
-class TFakeShell : public TShellPlatform
-{
-public:
-    QStringList Asked;
-    bool HasLinked = true;
-    bool HasType = true;
-
-    QString LinkedCommand(const QString &Ext) override
-    {
-        Asked << "LinkedCommand " + Ext;
-        return QString();
-    }
-    void WriteLink(const QString &Ext, const QString &, const QString &, const QString &,
-                   const QString &) override
-    {
-        Asked << "WriteLink " + Ext;
-    }
-    QIcon LinkedIcon(const QString &, bool Folder) override
-    {
-        Asked << QStringLiteral("LinkedIcon %1").arg(Folder);
-        return HasLinked ? Square(Qt::red) : QIcon();
-    }
-    QIcon OwnIcon(const QString &) override
-    {
-        Asked << "OwnIcon";
-        return QIcon();
-    }
-    QIcon TypeIcon(const QString &, bool Folder) override
-    {
-        Asked << QStringLiteral("TypeIcon %1").arg(Folder);
-        return HasType ? Square(Qt::blue) : QIcon();
-    }
-    QIcon GenericIcon(bool Folder) override
-    {
-        Asked << QStringLiteral("GenericIcon %1").arg(Folder);
-        return Square(Qt::gray);
-    }
-    bool Recycle(const QStringList &Files) override
-    {
-        Asked << "Recycle " + Files.join(',');
-        return false;
-    }
-
-private:
-    static QIcon Square(Qt::GlobalColor colour)
-    {
-        QPixmap pixmap(64, 48);
-        pixmap.fill(colour);
-        return QIcon(pixmap);
-    }
-};
-
-class KVUtilFakeShell : public ::testing::Test
-{
-protected:
-    TFakeShell fake;
-    TShellPlatform *previous = SetShellPlatform(&fake);
-    ~KVUtilFakeShell() override { SetShellPlatform(previous); }
-};
-
-} // namespace
-
-TEST_F(KVUtilFakeShell, IconRulesAskThePlatformInOrder)
-{
-    QIcon large, small;
-    GetFileIcons("a.xyz", ".xyz", 0, large, small);
-    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 0"}));
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::red));
-    // A wide picture is scaled into the square, keeping its proportions.
-    const QImage image = large.pixmap(QSize(32, 32)).toImage();
-    EXPECT_EQ(image.size(), QSize(32, 32));
-    EXPECT_EQ(image.pixelColor(16, 1).alpha(), 0);
-    EXPECT_EQ(image.pixelColor(16, 16), QColor(Qt::red));
-
-    fake.Asked.clear();
-    fake.HasLinked = false;
-    GetFileIcons("folder", "", faDirectory | 1, large, small);
-    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 1", "TypeIcon 1"}));
-    EXPECT_EQ(CentreColour(small, 16), QColor(Qt::blue));
-
-    fake.Asked.clear();
-    fake.HasType = false;
-    GetFileIcons("a.xyz", ".xyz", 0, large, small);
-    EXPECT_EQ(fake.Asked, QStringList({"LinkedIcon 0", "TypeIcon 0", "GenericIcon 0"}));
-    EXPECT_EQ(CentreColour(large, 32), QColor(Qt::gray));
-
-    fake.Asked.clear();
-    fake.HasLinked = fake.HasType = true;
-    GetFileIcons("tool.exe", ".exe", 0, large, small);
-    GetFileIcons("pic.ico", ".ico", 0, large, small);
-    EXPECT_EQ(fake.Asked, QStringList({"OwnIcon", "GenericIcon 0", "OwnIcon", "GenericIcon 0"}));
-
-    fake.Asked.clear();
-    EXPECT_FALSE(RecycleFiles({"a", "b"}));
-    RegisterLink(".abc", "T", "D", "C", "I");
-    EXPECT_EQ(fake.Asked, QStringList({"Recycle a,b", "LinkedCommand .abc", "WriteLink .abc"}));
 }

@@ -8,38 +8,38 @@ TEST(LangDescr, TableHoldsTheSuitesCodesInOrder)
 {
     struct Row {
         const char *Code;
-        int Primary, Sub, LCID;
+        int LCID;
         const char *Name;
     };
     const Row rows[] = {
-        {"cs", 5, 0, 5, "Czech"},
-        {"ch", 4, 2, 0x804, "Chinese (China)"},
-        {"chs", 4, 2, 0x804, "Chinese (China)"},
-        {"de", 7, 0, 7, "German"},
-        {"de_AT", 7, 3, 3079, "German (Austria)"},
-        {"de_CH", 7, 2, 0x807, "German (Switzerland)"},
-        {"dk", 6, 0, 6, "Danish"},
-        {"nl_BE", 19, 2, 0x813, "Dutch (Belgium)"},
-        {"el", 8, 0, 8, "Greek"},
-        {"en", 9, 0, 9, "English"},
-        {"en_UK", 9, 2, 0x809, "English (United Kingdom)"},
-        {"es", 10, 0, 10, "Spanish"},
-        {"fi", 11, 0, 11, "Finnish"},
-        {"fr", 12, 0, 12, "French"},
-        {"fr_BE", 12, 2, 0x80C, "French (Belgium)"},
-        {"fr_CH", 12, 4, 0x100C, "French (Switzerland)"},
-        {"hu", 14, 0, 14, "Hungarian"},
-        {"il", 13, 0, 13, "Hebrew"},
-        {"it", 16, 0, 16, "Italian"},
-        {"it_CH", 16, 2, 0x810, "Italian (Switzerland)"},
-        {"jp", 17, 0, 17, "Japanese"},
-        {"no", 20, 0, 20, "Norwegian Bokmal"},
-        {"pl", 21, 0, 21, "Polish"},
-        {"ptg", 22, 2, 0x816, "Portuguese (Portugal)"},
-        {"sv", 29, 0, 29, "Swedish"},
-        {"ro", 24, 0, 24, "Romanian"},
-        {"ru", 25, 0, 25, "Russian"},
-        {"tr", 31, 0, 31, "Turkish"},
+        {"cs", 5, "Czech"},
+        {"ch", 0x804, "Chinese (China)"},
+        {"chs", 0x804, "Chinese (China)"},
+        {"de", 7, "German"},
+        {"de_AT", 3079, "German (Austria)"},
+        {"de_CH", 0x807, "German (Switzerland)"},
+        {"dk", 6, "Danish"},
+        {"nl_BE", 0x813, "Dutch (Belgium)"},
+        {"el", 8, "Greek"},
+        {"en", 9, "English"},
+        {"en_UK", 0x809, "English (United Kingdom)"},
+        {"es", 10, "Spanish"},
+        {"fi", 11, "Finnish"},
+        {"fr", 12, "French"},
+        {"fr_BE", 0x80C, "French (Belgium)"},
+        {"fr_CH", 0x100C, "French (Switzerland)"},
+        {"hu", 14, "Hungarian"},
+        {"il", 13, "Hebrew"},
+        {"it", 16, "Italian"},
+        {"it_CH", 0x810, "Italian (Switzerland)"},
+        {"jp", 17, "Japanese"},
+        {"no", 20, "Norwegian Bokmal"},
+        {"pl", 21, "Polish"},
+        {"ptg", 0x816, "Portuguese (Portugal)"},
+        {"sv", 29, "Swedish"},
+        {"ro", 24, "Romanian"},
+        {"ru", 25, "Russian"},
+        {"tr", 31, "Turkish"},
     };
     const TLangDescrList list;
     ASSERT_EQ(list.Count(), 28);
@@ -47,9 +47,9 @@ TEST(LangDescr, TableHoldsTheSuitesCodesInOrder)
         const TLangDescr &d = list.Items(i);
         const Row &r = rows[i];
         EXPECT_EQ(d.Code, r.Code) << i;
-        EXPECT_EQ(d.PrimaryLang, r.Primary) << r.Code;
-        EXPECT_EQ(d.SubLang, r.Sub) << r.Code;
         EXPECT_EQ(d.LCID, r.LCID) << r.Code;
+        EXPECT_EQ(d.PrimaryLang, r.LCID & 0x3FF) << r.Code;
+        EXPECT_EQ(d.SubLang, r.LCID >> 10) << r.Code;
         EXPECT_EQ(d.Name, r.Name) << r.Code;
     }
     EXPECT_THROW(list.Items(28), std::out_of_range);
