@@ -315,7 +315,7 @@ TEST(KVUtilWidgets, OwnedWidgetsPaintTheirOwnBackground)
     QWidget form;
     auto *panel = new QWidget(&form);
     auto *label = new QLabel(QStringLiteral("x"), panel);
-    new QObject(&form);
+    new QObject(&form); // not a widget: passed over
     SwitchOffParentBackGround(&form);
     EXPECT_TRUE(panel->autoFillBackground());
     EXPECT_TRUE(label->autoFillBackground());
