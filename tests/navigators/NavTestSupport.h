@@ -11,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace wn::test {
 
@@ -53,24 +56,26 @@ inline int CountPixels(const QImage &image, const QRect &area, QRgb colour)
     return n;
 }
 
-inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos, Qt::MouseButton button,
-                      Qt::MouseButtons held)
+// A mouse event with the left button: pressed, held while moving, or released.
+inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos)
 {
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
     QMouseEvent event(type, QPointF(pos), QPointF(w.mapToGlobal(pos)), button, held, Qt::NoModifier);
     QApplication::sendEvent(&w, &event);
 }
 
-inline void Press(QWidget &w, QPoint pos)
+// Presses the keys of `keys` ('<' left, '>' right, '^' up) on `bar` and checks its focused
+// button after each.
+template <typename TBar>
+void ExpectFocusSteps(TBar &bar, const char *keys,
+                      const std::vector<decltype(std::declval<TBar>().FocusedButton())> &focused)
 {
-    SendMouse(w, QEvent::MouseButtonPress, pos, Qt::LeftButton, Qt::LeftButton);
-}
-inline void MoveHeld(QWidget &w, QPoint pos)
-{
-    SendMouse(w, QEvent::MouseMove, pos, Qt::NoButton, Qt::LeftButton);
-}
-inline void Release(QWidget &w, QPoint pos)
-{
-    SendMouse(w, QEvent::MouseButtonRelease, pos, Qt::LeftButton, Qt::NoButton);
+    const std::map<char, Qt::Key> key{{'<', Qt::Key_Left}, {'>', Qt::Key_Right}, {'^', Qt::Key_Up}};
+    for (std::size_t i = 0; i < focused.size(); ++i) {
+        QTest::keyClick(&bar, key.at(keys[i]));
+        EXPECT_EQ(bar.FocusedButton(), focused[i]) << "key " << i << " of " << keys;
+    }
 }
 
 } // namespace wn::test
