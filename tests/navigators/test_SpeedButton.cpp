@@ -9,10 +9,9 @@ using namespace wn;
 
 // Two 4 x 3 pictures side by side on the olive key colour: up shows a black pixel at (1, 1),
 // disabled a gray one at (2, 1). The 12 x 9 button shows the picture at (4, 3).
-TEST(SpeedButton, GlyphByStateAndSunkenDownFace)
+TEST(SpeedButton, GlyphByStateSunkenDownFaceAndFlatBorder)
 {
-    wn::test::THostedControl<TSpeedButton> host;
-    TSpeedButton &button = *host.Control;
+    TSpeedButton button;
     QImage glyph(8, 3, QImage::Format_RGB32);
     glyph.fill(qRgb(128, 128, 0));
     glyph.setPixel(1, 1, qRgb(0, 0, 0));
@@ -25,7 +24,6 @@ TEST(SpeedButton, GlyphByStateAndSunkenDownFace)
     const QImage up = wn::test::Picture(button, "speedbutton_up");
     EXPECT_EQ(up.pixel(5, 4), qRgb(0, 0, 0));
     EXPECT_EQ(up.pixel(0, 0), highlight);
-    EXPECT_EQ(qAlpha(button.StateGlyph(TSpeedButton::bsUp).pixel(0, 0)), 0);
     button.setDown(true);
     const QImage down = wn::test::Picture(button, "speedbutton_down");
     EXPECT_EQ(down.pixel(6, 5), qRgb(0, 0, 0));
@@ -35,13 +33,11 @@ TEST(SpeedButton, GlyphByStateAndSunkenDownFace)
     button.setDown(false);
     button.SetEnabled(false);
     const QImage disabled = wn::test::Picture(button, "speedbutton_disabled");
-    for (const QPoint p : {QPoint(0, 0), QPoint(11, 8), QPoint(10, 7), QPoint(2, 6)})
+    for (const QPoint p : {QPoint(0, 0), QPoint(11, 8), QPoint(10, 7), QPoint(2, 6), QPoint(4, 3)})
         EXPECT_EQ(disabled.pixel(p), up.pixel(p)) << p.x() << "," << p.y();
     EXPECT_EQ(disabled.pixel(6, 4), qRgb(128, 128, 128));
     button.SetNumGlyphs(1);
-    const QImage engraved = button.StateGlyph(TSpeedButton::bsDisabled);
-    EXPECT_EQ(engraved.pixel(1, 1), ColorToQColor(clBtnShadow).rgba());
-    EXPECT_EQ(engraved.pixel(2, 2), ColorToQColor(clBtnHighlight).rgba());
+    EXPECT_EQ(button.StateGlyph(TSpeedButton::bsDisabled).pixel(1, 1), ColorToQColor(clBtnShadow).rgba());
 
     // A flat button shows no border until it is pressed.
     button.SetFlat(true);

@@ -53,7 +53,7 @@ TEST(NavGlyphs, EveryButtonHasTwoPicturesOfThirteenRows)
     EXPECT_TRUE(LoadBitmap("n_nothing").isNull());
 }
 
-TEST(Navigator, SizeRuleThroughTheWidget)
+TEST(Navigator, SizeRuleAndHintsThroughTheWidget)
 {
     THostedControl<TNavigator> host;
     TNavigator &nav = *host.Control;
@@ -85,6 +85,14 @@ TEST(Navigator, SizeRuleThroughTheWidget)
     nav.EndLoading();
     EXPECT_EQ(nav.width(), 252);
     EXPECT_EQ(nav.Buttons(nbFirst)->toolTip(), "Erster");
+
+    // Hints go to the buttons by position; empty entries leave a button's hint alone.
+    nav.Buttons(nbPrior)->setToolTip("kept");
+    nav.SetHints({"", "Back", "", "Next", "Jump", "Last", "Insert", "Delete", "Edit", "Post", "Cancel",
+                  "Refresh", "Extra"});
+    EXPECT_EQ(nav.Buttons(nbFirst)->toolTip(), "Erster");
+    EXPECT_EQ(nav.Buttons(nbPrior)->toolTip(), "kept");
+    EXPECT_EQ(nav.Buttons(nbRefresh)->toolTip(), "Refresh");
 }
 
 TEST(Navigator, ClickReportsTheButtonButNotWhileDesigningOrDisabled)
@@ -159,19 +167,6 @@ TEST(Navigator, ArrowsMoveTheFocusAndSpaceClicks)
     for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_A})
         QTest::keyClick(&nav, key);
     EXPECT_EQ(clicks, std::vector<TNavigateBtn>{nbPrior});
-}
-
-TEST(Navigator, HintsGoToButtonsByPositionSkippingEmptyEntries)
-{
-    TNavigator nav;
-    nav.Buttons(nbPrior)->setToolTip("kept");
-    nav.SetHints({"First", "Back", "", "Next", "Jump", "Last", "Insert", "Delete", "Edit", "Post", "Cancel",
-                  "Refresh", "Extra"});
-    EXPECT_EQ(nav.Buttons(nbJumpPrior)->toolTip(), "Back");
-    EXPECT_EQ(nav.Buttons(nbPrior)->toolTip(), "kept");
-    EXPECT_EQ(nav.Buttons(nbRefresh)->toolTip(), "Refresh");
-    nav.SetHints({"", "", "", ""});
-    EXPECT_EQ(nav.Buttons(nbFirst)->toolTip(), "First");
 }
 
 TEST(NavigatorPictures, FocusRectangleAndDisabledGlyph)
