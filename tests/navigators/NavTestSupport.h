@@ -1,13 +1,11 @@
 #pragma once
 // Shared helpers of the navigator tests: an active host window, pictures of a bar written to
-// the build folder for a person to look at, and synthetic mouse events.
+// the build folder for a person to look at, synthetic mouse events and arrow-key walks.
 
 #include <QApplication>
 #include <QDir>
-#include <QImage>
 #include <QMouseEvent>
 #include <QTest>
-#include <QWidget>
 
 #include <gtest/gtest.h>
 
@@ -21,12 +19,11 @@ namespace wn::test {
 // A form holding one control, shown and active so that the control can take the focus.
 template <typename T> struct THostedControl {
     std::unique_ptr<QWidget> Form = std::make_unique<QWidget>();
-    T *Control = nullptr;
+    T *Control = new T(Form.get());
 
     THostedControl()
     {
         Form->resize(400, 80);
-        Control = new T(Form.get());
         Control->move(10, 10);
         Form->show();
         Form->activateWindow();
@@ -51,8 +48,7 @@ inline int CountPixels(const QImage &image, const QRect &area, QRgb colour)
     const QRect r = area.intersected(image.rect());
     for (int y = r.top(); y <= r.bottom(); ++y)
         for (int x = r.left(); x <= r.right(); ++x)
-            if ((image.pixel(x, y) & 0xFFFFFF) == (colour & 0xFFFFFF))
-                ++n;
+            n += image.pixel(x, y) == colour;
     return n;
 }
 
@@ -65,8 +61,8 @@ inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos)
     QApplication::sendEvent(&w, &event);
 }
 
-// Presses the keys of `keys` ('<' left, '>' right, '^' up) on `bar` and checks its focused
-// button after each.
+// Presses the keys of `keys` ('<' left, '>' right, '^' up) and checks the focused button after
+// each.
 template <typename TBar>
 void ExpectFocusSteps(TBar &bar, const char *keys,
                       const std::vector<decltype(std::declval<TBar>().FocusedButton())> &focused)
