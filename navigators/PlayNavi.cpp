@@ -1,4 +1,5 @@
 #include "navigators/PlayNavi.h"
+#include "navigators/NavFocus.h"
 
 #include "framework/Bitmaps.h"
 #include "framework/Graphics.h"
@@ -299,18 +300,9 @@ void TPlayButtons::keyPressEvent(QKeyEvent *event)
         }
         break;
     case Qt::Key_Left:
-        while (focused > pnPlay) {
-            --focused;
-            if (FButtons[focused].Visible)
-                break;
-        }
-        break;
     case Qt::Key_Right:
-        while (focused < pnEject) {
-            ++focused;
-            if (FButtons[focused].Visible)
-                break;
-        }
+        focused = NextFocusedButton(focused, event->key() == Qt::Key_Right ? 1 : -1, pnEject,
+                                    [this](int b) { return FButtons[b].Visible; });
         break;
     default: QWidget::keyPressEvent(event); return;
     }

@@ -1,4 +1,5 @@
 #include "navigators/navUnit.h"
+#include "navigators/NavFocus.h"
 
 #include "framework/Bitmaps.h"
 #include "framework/Graphics.h"
@@ -225,18 +226,9 @@ void TNavigator::KeyDown(int Key, Qt::KeyboardModifiers)
     int focused = FFocusedButton;
     switch (Key) {
     case Qt::Key_Right:
-        while (focused < nbRefresh) {
-            ++focused;
-            if (FVisibleButtons.contains(TNavigateBtn(focused)))
-                break;
-        }
-        break;
     case Qt::Key_Left:
-        while (focused > nbFirst) {
-            --focused;
-            if (FVisibleButtons.contains(TNavigateBtn(focused)))
-                break;
-        }
+        focused = NextFocusedButton(focused, Key == Qt::Key_Right ? 1 : -1, nbRefresh,
+                                    [this](int b) { return FVisibleButtons.contains(TNavigateBtn(b)); });
         break;
     case Qt::Key_Space:
         if (FButtons[FFocusedButton]->Enabled())

@@ -1,29 +1,29 @@
 #pragma once
 // Shared helpers of the navigator tests: an active host window, pictures of a bar written to
-// the build folder for a person to look at, and synthetic mouse events.
+// the build folder for a person to look at, synthetic mouse events and arrow-key walks.
 
 #include <QApplication>
 #include <QDir>
-#include <QImage>
 #include <QMouseEvent>
 #include <QTest>
-#include <QWidget>
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace wn::test {
 
 // A form holding one control, shown and active so that the control can take the focus.
 template <typename T> struct THostedControl {
     std::unique_ptr<QWidget> Form = std::make_unique<QWidget>();
-    T *Control = nullptr;
+    T *Control = new T(Form.get());
 
     THostedControl()
     {
         Form->resize(400, 80);
-        Control = new T(Form.get());
         Control->move(10, 10);
         Form->show();
         Form->activateWindow();
@@ -48,29 +48,30 @@ inline int CountPixels(const QImage &image, const QRect &area, QRgb colour)
     const QRect r = area.intersected(image.rect());
     for (int y = r.top(); y <= r.bottom(); ++y)
         for (int x = r.left(); x <= r.right(); ++x)
-            if ((image.pixel(x, y) & 0xFFFFFF) == (colour & 0xFFFFFF))
-                ++n;
+            n += image.pixel(x, y) == colour;
     return n;
 }
 
-inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos, Qt::MouseButton button,
-                      Qt::MouseButtons held)
+// A mouse event with the left button: pressed, held while moving, or released.
+inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos)
 {
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
     QMouseEvent event(type, QPointF(pos), QPointF(w.mapToGlobal(pos)), button, held, Qt::NoModifier);
     QApplication::sendEvent(&w, &event);
 }
 
-inline void Press(QWidget &w, QPoint pos)
+// Presses the keys of `keys` ('<' left, '>' right, '^' up) and checks the focused button after
+// each.
+template <typename TBar>
+void ExpectFocusSteps(TBar &bar, const char *keys,
+                      const std::vector<decltype(std::declval<TBar>().FocusedButton())> &focused)
 {
-    SendMouse(w, QEvent::MouseButtonPress, pos, Qt::LeftButton, Qt::LeftButton);
-}
-inline void MoveHeld(QWidget &w, QPoint pos)
-{
-    SendMouse(w, QEvent::MouseMove, pos, Qt::NoButton, Qt::LeftButton);
-}
-inline void Release(QWidget &w, QPoint pos)
-{
-    SendMouse(w, QEvent::MouseButtonRelease, pos, Qt::LeftButton, Qt::NoButton);
+    const std::map<char, Qt::Key> key{{'<', Qt::Key_Left}, {'>', Qt::Key_Right}, {'^', Qt::Key_Up}};
+    for (std::size_t i = 0; i < focused.size(); ++i) {
+        QTest::keyClick(&bar, key.at(keys[i]));
+        EXPECT_EQ(bar.FocusedButton(), focused[i]) << "key " << i << " of " << keys;
+    }
 }
 
 } // namespace wn::test
