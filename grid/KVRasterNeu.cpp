@@ -626,20 +626,26 @@ std::uint16_t TRKFile::CountOf(TKennung Kennung) const
     }
 }
 
+std::int64_t TRKFile::ReadListSection(TKennung Kennung, std::int64_t EntrySize, QByteArray &Payload)
+{
+    const std::int64_t count = CountOf(Kennung);
+    GrowList(*ListOf(Kennung), count);
+    TrecInfo info;
+    if (!SeekKenn(Kennung, info))
+        return 0;
+    Payload = QByteArray(info.Len, '\0');
+    ReadExact(Payload.data(), Payload.size());
+    return std::min(count, std::int64_t(info.Len) / EntrySize);
+}
+
 void TRKFile::ReadMinMax(TKennung Kennung)
 {
     if (Kennung != kHMinMax && Kennung != kW1MinMax && Kennung != kW2MinMax)
         return;
     TInfoList &list = *ListOf(Kennung);
-    const std::int64_t count = CountOf(Kennung);
-    GrowList(list, count);
-    TrecInfo info;
-    if (!SeekKenn(Kennung, info))
-        return;
-    QByteArray payload(info.Len, '\0');
-    ReadExact(payload.data(), payload.size());
+    QByteArray payload;
     // Entries the payload does not cover keep their values.
-    const std::int64_t n = std::min(count, std::int64_t(info.Len) / cMinMaxEntrySize);
+    const std::int64_t n = ReadListSection(Kennung, cMinMaxEntrySize, payload);
     for (std::int64_t i = 0; i < n; ++i) {
         const auto *p = reinterpret_cast<const std::uint8_t *>(payload.constData()) + i * cMinMaxEntrySize;
         TInfoItem &item = *list[std::size_t(i)];
@@ -693,15 +699,9 @@ void TRKFile::ReadNames(TKennung Kennung)
     if (Kennung != kHNames && Kennung != kZNames && Kennung != kW1Names && Kennung != kW2Names)
         return;
     TInfoList &list = *ListOf(Kennung);
-    const std::int64_t count = CountOf(Kennung);
-    GrowList(list, count);
-    TrecInfo info;
-    if (!SeekKenn(Kennung, info))
-        return;
-    QByteArray payload(info.Len, '\0');
-    ReadExact(payload.data(), payload.size());
+    QByteArray payload;
     // A wrapped length field covers only the first entries; the others keep their names.
-    const std::int64_t n = std::min(count, std::int64_t(info.Len) / cNameEntrySize);
+    const std::int64_t n = ReadListSection(Kennung, cNameEntrySize, payload);
     for (std::int64_t i = 0; i < n; ++i) {
         const char *entry = payload.constData() + i * cNameEntrySize;
         const int len = std::uint8_t(entry[0]);

@@ -210,6 +210,9 @@ private:
     // other identifiers and an absent section change nothing.
     void WriteListEntries(TKennung Kennung, QByteArray (*Entry)(const TInfoItem &));
     std::uint16_t CountOf(TKennung Kennung) const;
+    // Grows the identifier's list to the structure's count, reads the section's payload and
+    // answers how many whole entries of EntrySize bytes it holds for the list (0 when absent).
+    std::int64_t ReadListSection(TKennung Kennung, std::int64_t EntrySize, QByteArray &Payload);
 
     QString FFileName;
     QFile FFile;

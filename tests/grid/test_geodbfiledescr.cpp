@@ -108,14 +108,14 @@ TEST_F(GeoDescrTest, SituationDescriptionJoinsLinesAndIsCutTo80Characters)
 TEST_F(GeoDescrTest, SituationWithoutDescription)
 {
     const QByteArray block(9, 'h');
-    EXPECT_EQ(SituationfileDescr(Write("flag.sit", DescribedFile(block, '0', "text", 4))), QString());
-    EXPECT_EQ(SituationfileDescr(Write("zero.sit", DescribedFile(block, '1', "text", 0))), QString());
-    EXPECT_EQ(SituationfileDescr(Write("neg.sit", DescribedFile(block, '1', "text", -3))), QString());
-    // A header block of 4 bytes or less means no description even if one follows.
-    EXPECT_EQ(SituationfileDescr(Write("small.sit", DescribedFile(QByteArray(4, 'h'), "text"))), QString());
     QByteArray negative = DescribedFile(QByteArray(8, 'h'), "text");
     negative.replace(2, 4, Le32(-8));
-    EXPECT_EQ(SituationfileDescr(Write("negblock.sit", negative)), QString());
+    const QByteArray files[] = {DescribedFile(block, '0', "text", 4), DescribedFile(block, '1', "text", 0),
+                                DescribedFile(block, '1', "text", -3),
+                                // A header block of 4 bytes or less means no description even if one follows.
+                                DescribedFile(QByteArray(4, 'h'), "text"), negative};
+    for (const QByteArray &bytes : files)
+        EXPECT_EQ(SituationfileDescr(Write("none.sit", bytes)), QString()) << bytes.toHex().constData();
     EXPECT_EQ(SituationfileDescr(dir.filePath("missing.sit")), QString());
     EXPECT_EQ(SituationfileDescr(dir.path()), QString());
     EXPECT_EQ(SituationfileDescr(QString()), QString());
@@ -161,48 +161,40 @@ TEST_F(GeoDescrTest, CurrentGeoFormReadsTheMarkedDescription)
 
 TEST_F(GeoDescrTest, OlderGeoFormReadsTheTextInsideTheHeader)
 {
-    EXPECT_EQ(GeofileDescr(Write("a.geo", DescribedFile(OldGeoBlock(200, 9, "Old plant"), "ignored"))),
-              QStringLiteral("Old plant"));
     // No "\r\n" replacement and no 80-character limit in the older form; 99 characters fit.
-    EXPECT_EQ(GeofileDescr(Write("b.geo", HeaderOnlyFile(OldGeoBlock(200, 255, QByteArray(150, 'z'))))),
-              QString(99, QLatin1Char('z')));
-    EXPECT_EQ(GeofileDescr(Write("c.geo", HeaderOnlyFile(OldGeoBlock(104, 90, QByteArray(90, 'q'))))),
-              QString(90, QLatin1Char('q')));
-    EXPECT_EQ(GeofileDescr(Write("d.geo", HeaderOnlyFile(OldGeoBlock(200, 4, "a\r\nb")))),
-              QStringLiteral("a\r\nb"));
     // A length running past a short block is cut at the block, not read from what follows.
-    QByteArray shortBlock = DescribedFile(OldGeoBlock(12, 50, "abcdefghijkl"), "after");
-    EXPECT_EQ(GeofileDescr(Write("e.geo", shortBlock)), QStringLiteral("abcdefg"));
-    EXPECT_EQ(GeofileDescr(Write("f.geo", HeaderOnlyFile(OldGeoBlock(5, 3, "")))), QString());
-    EXPECT_EQ(GeofileDescr(Write("g.geo", HeaderOnlyFile(OldGeoBlock(4, 3, "")))), QString());
+    const struct {
+        QByteArray File;
+        QString Want;
+    } cases[] = {
+        {DescribedFile(OldGeoBlock(200, 9, "Old plant"), "ignored"), QStringLiteral("Old plant")},
+        {HeaderOnlyFile(OldGeoBlock(200, 255, QByteArray(150, 'z'))), QString(99, QLatin1Char('z'))},
+        {HeaderOnlyFile(OldGeoBlock(104, 90, QByteArray(90, 'q'))), QString(90, QLatin1Char('q'))},
+        {HeaderOnlyFile(OldGeoBlock(200, 4, "a\r\nb")), QStringLiteral("a\r\nb")},
+        {DescribedFile(OldGeoBlock(12, 50, "abcdefghijkl"), "after"), QStringLiteral("abcdefg")},
+        {HeaderOnlyFile(OldGeoBlock(5, 3, "")), QString()},
+        {HeaderOnlyFile(OldGeoBlock(4, 3, "")), QString()},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(GeofileDescr(Write("old.geo", c.File)), c.Want) << c.File.toHex().constData();
     EXPECT_EQ(GeofileDescr(dir.filePath("missing.geo")), QString());
 }
 
 TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
 {
     const QByteArray text = "first\r\nsecond";
-    const QByteArray situation = DescribedFile(QByteArray(9, 'h'), text);
-    const QByteArray geo = DescribedFile(CurrentGeoBlock(), text);
-    const int textStart = int(situation.size() - text.size());
-    for (int cut = 0; cut <= situation.size(); ++cut) {
-        QString expected;
-        if (cut > textStart)
-            expected = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
-        EXPECT_EQ(SituationfileDescr(Write(QStringLiteral("t%1.sit").arg(cut), situation.left(cut))),
-                  expected)
-            << "cut at " << cut;
-    }
-    const int geoTextStart = int(geo.size() - text.size());
-    for (int cut = 0; cut <= geo.size(); ++cut) {
-        const QString result = GeofileDescr(Write(QStringLiteral("t%1.geo").arg(cut), geo.left(cut)));
-        if (cut > geoTextStart) {
-            EXPECT_EQ(
-                result,
-                QString::fromLatin1(text.left(cut - geoTextStart)).replace(QLatin1String("\r\n"), "; "));
-        } else if (cut >= 6 + 12) {
-            EXPECT_EQ(result, QString()) << "cut at " << cut;
+    const auto check = [&](const QByteArray &bytes, QString (*reader)(const QString &), int silentFrom) {
+        const int textStart = int(bytes.size() - text.size());
+        for (int cut = silentFrom; cut <= bytes.size(); ++cut) {
+            QString want;
+            if (cut > textStart)
+                want = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
+            EXPECT_EQ(reader(Write("cut", bytes.left(cut))), want) << "cut at " << cut;
         }
-    }
+    };
+    check(DescribedFile(QByteArray(9, 'h'), text), SituationfileDescr, 0);
+    // A geo file cut inside its header block may still show the older form's text.
+    check(DescribedFile(CurrentGeoBlock(), text), GeofileDescr, 6 + 12);
 }
 
 TEST_F(GeoDescrTest, GarbageNeverCrashesOrReadsWithoutBound)

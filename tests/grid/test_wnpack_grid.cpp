@@ -31,11 +31,10 @@ protected:
         return RunWnpack(QStringList{QStringLiteral("grid")} + args);
     }
 
-    // The error line of a failed run (the platform may add its own warnings before it).
-    static QString ErrorLine(const TToolRun &r)
+    static void ExpectOut(const TToolRun &r, const QString &out)
     {
-        const QStringList lines = r.Err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        return lines.isEmpty() ? QString() : lines.last();
+        ASSERT_EQ(r.Status, 0) << r.Err.toStdString();
+        EXPECT_EQ(r.Out, out);
     }
 
     QString Path(const char *name) const { return dir.filePath(QLatin1String(name)); }
@@ -71,27 +70,6 @@ QByteArray F64(double v)
 QByteArray Section(quint8 id, const QByteArray &payload)
 {
     return U16(quint16(payload.size())) + char(id) + payload;
-}
-
-// 3 x 2 nodes from (10, 20), spacing 2; one H channel of singles "Lden|dB" scaled by 2, plus 1;
-// stored values 1..6 in row order.
-QByteArray HandMadeGrid()
-{
-    QByteArray s;
-    s += U16(3) + U16(2) + U16(1) + F64(10) + F64(20) + F64(0) + QByteArray(16, '\0');
-    s += F32(2) + F32(2) + QByteArray(4, '\0');
-    s += U16(0) + U16(0) + U16(1) + QByteArray::fromHex("030000");
-    QByteArray comment(81, '\0');
-    comment[0] = 4;
-    comment.replace(1, 4, "Test");
-    QByteArray name(256, '\0');
-    name[0] = 7;
-    name.replace(1, 7, "Lden|dB");
-    QByteArray file = Section(2, s) + Section(1, comment) + Section(4, F32(3) + F32(13) + F32(1) + F32(2)) +
-                      Section(7, name) + Section(11, QByteArray());
-    for (int v = 1; v <= 6; ++v)
-        file += char(0) + F32(float(v));
-    return file;
 }
 
 QByteArray Padded(const QByteArray &text, int size)
@@ -180,45 +158,28 @@ const char *const cChannelGridLines = "65536\tLeq [dB] \t50.5\n"
 TEST_F(WnpackGrid, ChannelsOfAFileFromAnotherWriter)
 {
     const QString grid = WriteAll(Path("other.rlk"), ChannelGrid(false));
-
-    const TToolRun plan = Run({QStringLiteral("query"), grid, QStringLiteral("104"), QStringLiteral("51.2")});
-    ASSERT_EQ(plan.Status, 0) << plan.Err.toStdString();
-    EXPECT_EQ(plan.Out, QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
-
+    const QString lines = QLatin1String(cChannelGridLines);
+    ExpectOut(Run({"query", grid, "104", "51.2"}), "105\t51\t0\n" + lines);
     // Distance 7.4 along the line (column 2), height 3.1 (row 3): the node lies 5 m along the
     // direction (0.6, 0.8) from the origin.
-    const TToolRun section = Run({QStringLiteral("query"), grid, QStringLiteral("7.4"), QStringLiteral("3.1"),
-                                  QStringLiteral("--section"), QStringLiteral("--cos"), QStringLiteral("0.6"),
-                                  QStringLiteral("--sin"), QStringLiteral("0.8")});
-    ASSERT_EQ(section.Status, 0) << section.Err.toStdString();
-    EXPECT_EQ(section.Out, QStringLiteral("103\t54\t3\n") + QLatin1String(cChannelGridLines));
+    ExpectOut(Run({"query", grid, "7.4", "3.1", "--section", "--cos", "0.6", "--sin", "0.8"}),
+              "103\t54\t3\n" + lines);
 
-    const TToolRun corner = Run({QStringLiteral("query"), grid, QStringLiteral("0"), QStringLiteral("0")});
-    ASSERT_EQ(corner.Status, 0) << corner.Err.toStdString();
-    EXPECT_EQ(corner.Out, QStringLiteral("100\t50\t0\n65536\tLeq [dB] \t5.5\n0\t-\n256\tSrc [Pa] \t0\n"
-                                         "257\tSrc-D [Pa] \t0\n258\tSrc-N [Pa] \t0\n513\t-D [W] \t0\n"
-                                         "514\t-N [W] \t0\n"));
-
-    const TToolRun info = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
+    const TToolRun info = Run({"info", grid, "--json"});
     ASSERT_EQ(info.Status, 0) << info.Err.toStdString();
     const QJsonObject got = QJsonDocument::fromJson(info.Out.toUtf8()).object();
     const QJsonObject want = QJsonDocument::fromJson(cChannelGridJson).object();
     for (const char *key : {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "zOrigin", "dx", "dy", "nH",
-                            "nW1", "nW2", "typeH", "typeW1", "typeW2", "comment", "special"})
+                            "nW1", "nW2", "typeH", "typeW1", "typeW2", "comment", "special", "H", "W1"})
         EXPECT_EQ(got.value(key), want.value(key)) << key;
     EXPECT_EQ(got.value("cellSize").toInt(), 18);
     EXPECT_EQ(got.value("extent").toArray(), QJsonArray({95, 49.5, 105, 51}));
     const auto item = [&](const char *list, int i) { return got.value(list).toArray().at(i).toObject(); };
-    EXPECT_EQ(item("H", 0).value("factor").toDouble(), 0.5);
-    EXPECT_EQ(item("Z", 0).value("name").toString(), QStringLiteral("4 m"));
     EXPECT_EQ(item("Z", 0).value("unit").toString(), QStringLiteral("height"));
-    EXPECT_EQ(item("W1", 1).value("name").toString(), QString());
-    EXPECT_EQ(item("W1", 1).value("unit").toString(), QStringLiteral("W"));
-    EXPECT_EQ(item("W1", 1).value("factor").toDouble(), 1000.0);
     EXPECT_EQ(item("W2", 1).value("name").toString(), QStringLiteral("N"));
     EXPECT_EQ(float(item("W2", 1).value("min").toDouble()), 1e35f);
 
-    const TToolRun text = Run({QStringLiteral("info"), grid});
+    const TToolRun text = Run({"info", grid});
     ASSERT_EQ(text.Status, 0) << text.Err.toStdString();
     EXPECT_TRUE(text.Out.contains(QStringLiteral("Comment:     Hand\n")));
     EXPECT_TRUE(text.Out.contains(QStringLiteral("Cell size:   18 bytes\n")));
@@ -226,30 +187,13 @@ TEST_F(WnpackGrid, ChannelsOfAFileFromAnotherWriter)
 
     // W2 values take their W1 channel's scaling, as the point query shows them.
     const QString asc = Path("w.asc");
-    const TToolRun e =
-        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.2.2"),
-             QStringLiteral("--format"), QStringLiteral("asc"), asc});
-    ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
+    ASSERT_EQ(Run({"export", grid, "--channel", "W1.2.2", "--format", "asc", asc}).Status, 0);
     EXPECT_EQ(ReadAll(asc), QByteArray("ncols 2\nnrows 3\nxllcenter 100\nyllcenter 50\ndx 5\ndy 0.5\n"
                                        "0 128000\n0 0\n0 0\n"));
-    ASSERT_EQ(
-        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"), asc}).Status,
-        0);
-    EXPECT_EQ(ReadAll(asc).mid(ReadAll(asc).indexOf("dy 0.5\n") + 7),
-              QByteArray("25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
-    ASSERT_EQ(Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.1"), asc})
-                  .Status,
-              0);
+    ASSERT_EQ(Run({"export", grid, "--channel", "H1", asc}).Status, 0);
+    EXPECT_TRUE(ReadAll(asc).endsWith("dy 0.5\n25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
+    ASSERT_EQ(Run({"export", grid, "--channel", "W1.1", asc}).Status, 0);
     EXPECT_TRUE(ReadAll(asc).endsWith("0 0.005859375\n0 0\n0 0\n"));
-}
-
-TEST_F(WnpackGrid, CreateWritesChannelsNamesAndSpecialBlockByteForByte)
-{
-    const QString json = WriteAll(Path("channels.json"), cChannelGridJson);
-    const QString grid = Path("channels.rlk");
-    const TToolRun c = Run({QStringLiteral("create"), grid, json});
-    ASSERT_EQ(c.Status, 0) << c.Err.toStdString();
-    EXPECT_EQ(ReadAll(grid).toHex(), ChannelGrid(true).toHex());
 }
 
 TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
@@ -269,115 +213,50 @@ TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
     const auto run = [&](const QStringList &args) {
         if (::geteuid() != 0)
             return Run(args);
-        return RunProgram(QStringLiteral("setpriv"),
-                          QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                                      QStringLiteral("--clear-groups"), WnpackProgram(),
-                                      QStringLiteral("grid")} +
-                              args);
+        return RunProgram(
+            "setpriv",
+            QStringList{"--reuid=65534", "--regid=65534", "--clear-groups", WnpackProgram(), "grid"} + args);
     };
     if (::geteuid() == 0 && run({}).Status == -1)
         GTEST_SKIP() << "cannot run as another user";
-    // Writing is refused to whoever runs the commands.
-    EXPECT_NE(run({QStringLiteral("sample"), grid}).Status, 0);
-
-    const TToolRun info = run({QStringLiteral("info"), grid, QStringLiteral("--json")});
-    ASSERT_EQ(info.Status, 0) << info.Err.toStdString();
-    EXPECT_EQ(QJsonDocument::fromJson(info.Out.toUtf8()).object().value("cellSize").toInt(), 18);
-    const TToolRun query =
-        run({QStringLiteral("query"), grid, QStringLiteral("104"), QStringLiteral("51.2")});
-    ASSERT_EQ(query.Status, 0) << query.Err.toStdString();
-    EXPECT_EQ(query.Out, QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
-    const QString asc = out + QStringLiteral("/h.asc");
-    const TToolRun e =
-        run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"), asc});
-    ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
+    EXPECT_NE(run({"sample", grid}).Status, 0);
+    ExpectOut(run({"query", grid, "104", "51.2"}),
+              QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
+    const QString asc = out + "/h.asc";
+    ASSERT_EQ(run({"export", grid, "--channel", "H1", asc}).Status, 0);
     EXPECT_TRUE(ReadAll(asc).endsWith("25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
     EXPECT_EQ(ReadAll(grid), ChannelGrid(false));
 }
 
-TEST_F(WnpackGrid, QueryAndExportOfAHandMadeFile)
+TEST_F(WnpackGrid, CreateWritesChannelsNamesAndSpecialBlockByteForByte)
 {
-    const QString grid = Path("hand.rlk");
-    WriteAll(grid, HandMadeGrid());
-
-    const TToolRun q = Run({QStringLiteral("query"), grid, QStringLiteral("12.9"), QStringLiteral("21.2")});
-    ASSERT_EQ(q.Status, 0) << q.Err.toStdString();
-    EXPECT_EQ(q.Out, QStringLiteral("12\t22\t0\n65536\tLden [dB] \t11\n0\t-\n"));
-
-    const QString asc = Path("hand.asc");
-    const TToolRun e = Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H1"),
-                            QStringLiteral("--format"), QStringLiteral("asc"), asc});
-    ASSERT_EQ(e.Status, 0) << e.Err.toStdString();
-    EXPECT_EQ(ReadAll(asc), QByteArray("ncols 3\nnrows 2\nxllcenter 10\nyllcenter 20\ncellsize 2\n"
-                                       "9 11 13\n3 5 7\n"));
-
-    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
-    ASSERT_EQ(i.Status, 0) << i.Err.toStdString();
-    const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
-    EXPECT_EQ(o.value("columns").toInt(), 3);
-    EXPECT_EQ(o.value("typeH").toInt(), 3);
-    EXPECT_EQ(o.value("cellSize").toInt(), 5);
-    EXPECT_EQ(o.value("comment").toString(), QStringLiteral("Test"));
-    EXPECT_EQ(o.value("extent").toArray(), QJsonArray({8, 18, 14, 22}));
-    const QJsonObject h = o.value("H").toArray().at(0).toObject();
-    EXPECT_EQ(h.value("name").toString(), QStringLiteral("Lden"));
-    EXPECT_EQ(h.value("unit").toString(), QStringLiteral("dB"));
-    EXPECT_EQ(h.value("factor").toDouble(), 2.0);
-    EXPECT_EQ(h.value("max").toDouble(), 13.0);
-}
-
-TEST_F(WnpackGrid, CreateWritesTheDescribedBytes)
-{
-    const QString json = Path("d.json");
-    WriteAll(json, R"({"columns": 3, "rows": 2, "zLevels": 1, "xOrigin": 10, "yOrigin": 20, "zOrigin": 0,
-                    "dx": 2, "dy": 2, "nH": 1, "nW1": 0, "nW2": 0, "typeH": 3, "typeW1": 0, "typeW2": 0,
-                    "comment": "Test",
-                    "H": [{"name": "Lden", "unit": "dB", "min": 3, "max": 13, "offset": 1, "factor": 2}],
-                    "cells": [{"col": 1, "row": 1, "hex": "000000803f00000000400000004040"},
-                              {"col": 1, "row": 2, "hex": "0000008040000000a040000000c040"}]})");
-    const QString grid = Path("made.rlk");
-    const TToolRun c = Run({QStringLiteral("create"), grid, json});
-    ASSERT_EQ(c.Status, 0) << c.Err.toStdString();
-    EXPECT_EQ(ReadAll(grid).toHex(), HandMadeGrid().toHex());
-
-    // The description comes back from info.
-    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
-    const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
-    const QJsonObject in = QJsonDocument::fromJson(ReadAll(json)).object();
-    for (const char *key :
-         {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "dx", "dy", "nH", "typeH", "comment", "H"})
-        EXPECT_EQ(o.value(key), in.value(key)) << key;
+    const QString channels = Path("channels.rlk");
+    ASSERT_EQ(Run({"create", channels, WriteAll(Path("channels.json"), cChannelGridJson)}).Status, 0);
+    EXPECT_EQ(ReadAll(channels).toHex(), ChannelGrid(true).toHex());
 }
 
 TEST_F(WnpackGrid, SampleDescribesItself)
 {
     const QString grid = Path("sample.rlk");
-    const TToolRun s = Run({QStringLiteral("sample"), grid, QStringLiteral("--cols"), QStringLiteral("30"),
-                            QStringLiteral("--rows"), QStringLiteral("20")});
-    ASSERT_EQ(s.Status, 0) << s.Err.toStdString();
-    const TToolRun i = Run({QStringLiteral("info"), grid, QStringLiteral("--json")});
-    const QJsonObject o = QJsonDocument::fromJson(i.Out.toUtf8()).object();
+    ASSERT_EQ(Run({"sample", grid, "--cols", "30", "--rows", "20"}).Status, 0);
+    const QJsonObject o = QJsonDocument::fromJson(Run({"info", grid, "--json"}).Out.toUtf8()).object();
     EXPECT_EQ(o.value("columns").toInt(), 30);
     EXPECT_EQ(o.value("rows").toInt(), 20);
     EXPECT_EQ(o.value("cellSize").toInt(), 31);
     const QByteArray bytes = ReadAll(grid);
     EXPECT_EQ(bytes.mid(bytes.size() - 30 * 20 * 31 - 3, 3), QByteArray::fromHex("00000b"));
-    for (const QJsonValue &h : o.value("H").toArray()) {
-        EXPECT_LE(h.toObject().value("min").toDouble(), h.toObject().value("max").toDouble());
+    for (const QJsonValue &h : o.value("H").toArray())
         EXPECT_EQ(h.toObject().value("unit").toString(), QStringLiteral("dB(A)"));
-    }
     EXPECT_EQ(o.value("W1").toArray().size(), 3);
     EXPECT_NE(o.value("W1").toArray().at(0).toObject().value("factor").toDouble(), 1.0);
 
     // Every value of the export lies within the channel's min and max.
     const QString asc = Path("s.asc");
-    ASSERT_EQ(
-        Run({QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.2.3"), asc})
-            .Status,
-        0);
+    ASSERT_EQ(Run({"export", grid, "--channel", "W1.2.3", asc}).Status, 0);
     const QJsonObject w1 = o.value("W1").toArray().at(1).toObject();
     const QList<QByteArray> lines = ReadAll(asc).split('\n');
     ASSERT_GE(lines.size(), 6 + 20);
+    EXPECT_TRUE(lines[4].startsWith("cellsize ")); // equal spacings
     for (int r = 5; r < 5 + 20; ++r) {
         const QList<QByteArray> values = lines[r].split(' ');
         ASSERT_EQ(values.size(), 30);
@@ -390,43 +269,37 @@ TEST_F(WnpackGrid, SampleDescribesItself)
 
 TEST_F(WnpackGrid, ErrorsGiveOneLineAndStatusOne)
 {
-    const QString grid = Path("hand.rlk");
-    WriteAll(grid, HandMadeGrid());
-    const QString notGrid = Path("text.rlk");
-    WriteAll(notGrid, "hello world, not a grid");
-    const QString badJson = Path("bad.json");
-    WriteAll(badJson, "{\"columns\": 3,");
-    const QString truncated = Path("cut.rlk");
-    WriteAll(truncated, HandMadeGrid().left(HandMadeGrid().size() - 3));
-
+    const QString grid = WriteAll(Path("grid.rlk"), ChannelGrid(true));
+    const QString notGrid = WriteAll(Path("text.rlk"), "hello world, not a grid");
+    const QString badJson = WriteAll(Path("bad.json"), "{\"columns\": 3,");
+    const QString cut = WriteAll(Path("cut.rlk"), ChannelGrid(true).chopped(3));
+    const QString asc = Path("x.asc");
     const struct {
         QStringList Args;
         const char *Says;
     } cases[] = {
-        {{QStringLiteral("info"), Path("missing.rlk")}, "No such file"},
-        {{QStringLiteral("info"), notGrid}, "is not a grid file"},
-        {{QStringLiteral("query"), notGrid, QStringLiteral("0"), QStringLiteral("0")}, "is not a grid file"},
-        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("H2"), Path("x.asc")},
-         "out of range"},
-        {{QStringLiteral("export"), grid, QStringLiteral("--channel"), QStringLiteral("W1.1"), Path("x.asc")},
-         "out of range"},
-        {{QStringLiteral("export"), truncated, QStringLiteral("--channel"), QStringLiteral("H1"),
-          Path("x.asc")},
-         "Read beyond end of file"},
-        {{QStringLiteral("query"), truncated, QStringLiteral("14"), QStringLiteral("22")},
-         "Read beyond end of file"},
-        {{QStringLiteral("create"), Path("new.rlk"), badJson}, "malformed JSON"},
-        {{QStringLiteral("create"), Path("new.rlk"), Path("none.json")}, "No such file"},
-        {{QStringLiteral("query"), grid, QStringLiteral("x"), QStringLiteral("0")}, "not a number"},
+        {{"info", Path("missing.rlk")}, "No such file"},
+        {{"info", notGrid}, "is not a grid file"},
+        {{"query", notGrid, "0", "0"}, "is not a grid file"},
+        {{"export", grid, "--channel", "H2", asc}, "out of range"},
+        {{"export", grid, "--channel", "W1.1.3", asc}, "out of range"},
+        {{"export", cut, "--channel", "H1", asc}, "Read beyond end of file"},
+        {{"query", cut, "105", "51"}, "Read beyond end of file"},
+        {{"create", Path("new.rlk"), badJson}, "malformed JSON"},
+        {{"create", Path("new.rlk"), Path("none.json")}, "No such file"},
+        {{"query", grid, "x", "0"}, "not a number"},
     };
     for (const auto &c : cases) {
         const TToolRun r = Run(c.Args);
+        // The platform may add its own warnings before the error line.
+        const QStringList errLines = r.Err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        const QString error = errLines.isEmpty() ? QString() : errLines.last();
         EXPECT_EQ(r.Status, 1) << c.Args.join(' ').toStdString();
-        EXPECT_TRUE(ErrorLine(r).startsWith(QLatin1String("wnpack grid: "))) << r.Err.toStdString();
-        EXPECT_TRUE(ErrorLine(r).contains(QLatin1String(c.Says))) << r.Err.toStdString();
+        EXPECT_TRUE(error.startsWith(QLatin1String("wnpack grid: "))) << r.Err.toStdString();
+        EXPECT_TRUE(error.contains(QLatin1String(c.Says))) << r.Err.toStdString();
         EXPECT_TRUE(r.Out.isEmpty());
     }
-    EXPECT_FALSE(QFile::exists(Path("x.asc")));
+    EXPECT_FALSE(QFile::exists(asc));
     EXPECT_FALSE(QFile::exists(Path("new.rlk")));
 }
 
