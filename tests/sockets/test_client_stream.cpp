@@ -33,7 +33,6 @@ struct ComponentEvents {
         c.OnRead = add("Read");
         c.OnWrite = add("Write");
     }
-    long Count(const char *name) const { return std::count(Names.begin(), Names.end(), name); }
 };
 
 void Aim(TWNClientSocket &c, const RawListener &peer, TClientType type)
@@ -41,19 +40,6 @@ void Aim(TWNClientSocket &c, const RawListener &peer, TClientType type)
     c.SetClientType(type);
     c.SetAddress("127.0.0.1");
     c.SetPort(peer.Port);
-}
-
-// Connects a blocking client component to peer and gives the peer's end.
-int ConnectBlocking(TWNClientSocket &c, RawListener &peer)
-{
-    Aim(c, peer, ctBlocking);
-    c.Open();
-    return peer.Accept();
-}
-
-void ExpectCantChange(const std::function<void()> &f)
-{
-    ExpectSocketError(f, sCantChangeWhileActive);
 }
 
 } // namespace
@@ -72,7 +58,7 @@ TEST_F(SocketTest, NonBlockingClientComponentBecomesActiveOnConnect)
     ASSERT_TRUE(WaitUntil([&] { return ev.Names.size() == 4; }));
     EXPECT_EQ(ev.Names, (std::vector<QString>{"Lookup", "Connecting", "Connect", "Write"}));
     EXPECT_EQ(ev.ActiveAt, (std::vector<bool>{false, false, true, true}));
-    ExpectCantChange([&] { c->SetClientType(ctBlocking); });
+    ExpectSocketError([&] { c->SetClientType(ctBlocking); }, sCantChangeWhileActive);
 
     const int server = peer.Accept();
     SendAll(server, "ping");
@@ -83,6 +69,21 @@ TEST_F(SocketTest, NonBlockingClientComponentBecomesActiveOnConnect)
     EXPECT_EQ(ev.Names.back(), "Disconnect");
     EXPECT_FALSE(c->Active());
     ::close(server);
+
+    // Opening again while connecting gives up the first handle.
+    ev.Names.clear();
+    c->Open();
+    c->Open();
+    ASSERT_TRUE(WaitUntil([&] { return c->Active(); }));
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Lookup"), 2);
+    EXPECT_EQ(std::count(ev.Names.begin(), ev.Names.end(), "Connect"), 1);
+
+    // The client type may change until the connect completes.
+    c->Close();
+    c->Open();
+    EXPECT_NO_THROW(c->SetClientType(ctBlocking));
+    EXPECT_TRUE(c->Socket()->ASyncStyles().empty());
+    c->Socket()->Close();
 }
 
 TEST_F(SocketTest, ClientPropertiesArePublishedAndGuardedWhileActive)
@@ -106,11 +107,11 @@ TEST_F(SocketTest, ClientPropertiesArePublishedAndGuardedWhileActive)
     EXPECT_EQ(c.Host(), "localhost");
     EXPECT_NO_THROW(c.SetPort(peer.Port));
     EXPECT_NO_THROW(c.SetAddress(""));
-    ExpectCantChange([&] { c.SetHost("otherhost"); });
-    ExpectCantChange([&] { c.SetPort(peer.Port + 1); });
-    ExpectCantChange([&] { c.SetAddress("127.0.0.2"); });
-    ExpectCantChange([&] { c.SetService("http"); });
-    ExpectCantChange([&] { c.SetClientType(ctNonBlocking); });
+    ExpectSocketError([&] { c.SetHost("otherhost"); }, sCantChangeWhileActive);
+    ExpectSocketError([&] { c.SetPort(peer.Port + 1); }, sCantChangeWhileActive);
+    ExpectSocketError([&] { c.SetAddress("127.0.0.2"); }, sCantChangeWhileActive);
+    ExpectSocketError([&] { c.SetService("http"); }, sCantChangeWhileActive);
+    ExpectSocketError([&] { c.SetClientType(ctNonBlocking); }, sCantChangeWhileActive);
     EXPECT_EQ(c.Port(), peer.Port);
 
     c.Close();
@@ -165,7 +166,9 @@ TEST_F(SocketTest, BlockingClientThroughTheStream)
 {
     RawListener peer;
     TWNClientSocket c;
-    const int server = ConnectBlocking(c, peer);
+    Aim(c, peer, ctBlocking);
+    c.Open();
+    const int server = peer.Accept();
     ASSERT_GE(server, 0);
     TWinSocketStream stream(c.Socket(), 50);
 
@@ -201,7 +204,9 @@ TEST_F(SocketTest, StreamWriteToAPeerThatDoesNotReadTimesOut)
 {
     RawListener peer;
     TWNClientSocket c;
-    const int server = ConnectBlocking(c, peer);
+    Aim(c, peer, ctBlocking);
+    c.Open();
+    const int server = peer.Accept();
     TWinSocketStream stream(c.Socket(), 30);
     const std::vector<char> block(1 << 20, 'x');
     std::int64_t total = 0;
@@ -263,26 +268,4 @@ TEST_F(SocketTest, StreamHoldsTheSocketLockAcrossTheTransfer)
     sender.join();
     reader.join();
     ::close(server);
-}
-
-TEST_F(SocketTest, OpeningAgainWhileConnectingGivesUpTheFirstHandle)
-{
-    RawListener peer;
-    TWNClientSocket c;
-    ComponentEvents ev;
-    ev.Hook(c);
-    Aim(c, peer, ctNonBlocking);
-    c.Open();
-    c.Open();
-    EXPECT_EQ(ev.Count("Lookup"), 2);
-    ASSERT_TRUE(WaitUntil([&] { return c.Active(); }));
-    EXPECT_EQ(ev.Count("Connect"), 1);
-    c.Close();
-
-    // The client type may change until the connect completes.
-    c.Open();
-    EXPECT_FALSE(c.Socket()->Connected());
-    EXPECT_NO_THROW(c.SetClientType(ctBlocking));
-    EXPECT_TRUE(c.Socket()->ASyncStyles().empty());
-    c.Socket()->Close();
 }
