@@ -2,6 +2,7 @@
 // Helpers of the socket tests: waiting with the event loop running, raw POSIX peers on
 // 127.0.0.1 with time-outs, and the descriptor/thread count check every test ends with.
 
+#include "framework/ApplicationExceptions.h"
 #include "sockets/MyScktComp.h"
 
 #include <QCoreApplication>
@@ -17,8 +18,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace sockettest {
 
