@@ -83,6 +83,7 @@ TEST(SocketErrors, CheckSocketResultRaisesOrCallsTheErrorProc)
                       SocketErrorText(10061, "connect"));
 
     static std::vector<int> calls;
+    calls.clear();
     const TSocketErrorProc record = [](std::int32_t code) { calls.push_back(code); };
     EXPECT_EQ(SetErrorProc(record), nullptr);
     winsock::WSASetLastError(WSAEADDRINUSE);
