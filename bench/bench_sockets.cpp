@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -195,7 +196,9 @@ void BM_PlainSendRecvBetweenThreads(benchmark::State &state)
     ::close(listener);
 }
 
-void BM_SendStreamNonBlocking(benchmark::State &state)
+// Sends TransferBytes with a sender driven by the event loop into a raw receiver thread: start
+// makes the sender (which starts sending) and it lives until everything has arrived.
+template <class Start> void EventLoopTransfer(benchmark::State &state, Start start)
 {
     std::uint16_t port = 0;
     const int listener = RawListen(port);
@@ -207,20 +210,10 @@ void BM_SendStreamNonBlocking(benchmark::State &state)
             got = Drain(c, TransferBytes);
             ::close(c);
         });
-        TWNClientSocket client;
-        client.OnConnect = [&](TObject *, TCustomWinSocket *s) {
-            auto *buffer = new QBuffer;
-            buffer->setData(data);
-            buffer->open(QIODevice::ReadOnly);
-            s->SendStream(buffer);
-        };
-        client.SetAddress("127.0.0.1");
-        client.SetPort(port);
-        client.Open();
+        const auto sender = start(port, data);
         while (got.load() < 0)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         receiver.join();
-        client.Close();
         if (got.load() != TransferBytes)
             state.SkipWithError("short transfer");
     }
@@ -228,31 +221,32 @@ void BM_SendStreamNonBlocking(benchmark::State &state)
     ::close(listener);
 }
 
+void BM_SendStreamNonBlocking(benchmark::State &state)
+{
+    EventLoopTransfer(state, [](std::uint16_t port, const QByteArray &data) {
+        auto client = std::make_unique<TWNClientSocket>();
+        client->OnConnect = [&data](TObject *, TCustomWinSocket *s) {
+            auto *buffer = new QBuffer;
+            buffer->setData(data);
+            buffer->open(QIODevice::ReadOnly);
+            s->SendStream(buffer);
+        };
+        client->SetAddress("127.0.0.1");
+        client->SetPort(port);
+        client->Open();
+        return client;
+    });
+}
+
 void BM_QTcpSocketSend(benchmark::State &state)
 {
-    std::uint16_t port = 0;
-    const int listener = RawListen(port);
-    const QByteArray data(TransferBytes, 'x');
-    for (auto _ : state) {
-        std::atomic<std::int64_t> got{-1};
-        std::thread receiver([&] {
-            const int c = ::accept(listener, nullptr, nullptr);
-            got = Drain(c, TransferBytes);
-            ::close(c);
-        });
-        QTcpSocket socket;
-        socket.connectToHost(QHostAddress::LocalHost, port);
-        socket.waitForConnected(5000);
-        socket.write(data);
-        while (got.load() < 0)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        receiver.join();
-        socket.close();
-        if (got.load() != TransferBytes)
-            state.SkipWithError("short transfer");
-    }
-    state.SetBytesProcessed(state.iterations() * TransferBytes);
-    ::close(listener);
+    EventLoopTransfer(state, [](std::uint16_t port, const QByteArray &data) {
+        auto socket = std::make_unique<QTcpSocket>();
+        socket->connectToHost(QHostAddress::LocalHost, port);
+        socket->waitForConnected(5000);
+        socket->write(data);
+        return socket;
+    });
 }
 
 void BM_ShortConnections(benchmark::State &state)

@@ -825,24 +825,7 @@ void TCustomWinSocket::Open(const QString &Name, const QString &Address, const Q
 {
     if (FConnected)
         throw ESocketError(sSocketAlreadyOpen);
-    // A handle still waiting for its connect or look-up is given up, not leaked.
-    if (FSocket != INVALID_SOCKET || FLookupHandle != 0)
-        Disconnect(FSocket);
-    FSocket = winsock::socket();
-    if (FSocket == INVALID_SOCKET)
-        throw ESocketError(sCannotCreateSocket);
-    try {
-        Event(this, seLookup);
-        if (Block) {
-            FAddr = InitSocket(Name, Address, Service, Port, true);
-            DoOpen();
-        } else {
-            AsyncInitSocket(Name, Address, Service, Port, 0, true);
-        }
-    } catch (...) {
-        Disconnect(FSocket);
-        throw;
-    }
+    StartOpen(Name, Address, Service, Port, 0, true, Block);
 }
 
 void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const QString &Service,
@@ -850,6 +833,12 @@ void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const
 {
     if (FConnected)
         throw ESocketError(sCannotListenOnOpen);
+    StartOpen(Name, Address, Service, Port, QueueSize, false, Block);
+}
+
+void TCustomWinSocket::StartOpen(const QString &Name, const QString &Address, const QString &Service,
+                                 std::uint16_t Port, std::int32_t QueueSize, bool Client, bool Block)
+{
     // A handle still waiting for its connect or look-up is given up, not leaked.
     if (FSocket != INVALID_SOCKET || FLookupHandle != 0)
         Disconnect(FSocket);
@@ -858,11 +847,14 @@ void TCustomWinSocket::Listen(const QString &Name, const QString &Address, const
         throw ESocketError(sCannotCreateSocket);
     try {
         Event(this, seLookup);
-        if (Block) {
-            FAddr = InitSocket(Name, Address, Service, Port, false);
-            DoListen(QueueSize);
+        if (!Block) {
+            AsyncInitSocket(Name, Address, Service, Port, QueueSize, Client);
         } else {
-            AsyncInitSocket(Name, Address, Service, Port, QueueSize, false);
+            FAddr = InitSocket(Name, Address, Service, Port, Client);
+            if (Client)
+                DoOpen();
+            else
+                DoListen(QueueSize);
         }
     } catch (...) {
         Disconnect(FSocket);

@@ -294,6 +294,9 @@ protected:
 private:
     friend class TSocketWindow;
     void Dispatch(int Msg, void *Message, const QByteArray *Result);
+    // The common start of Open (Client) and Listen: a fresh handle, then the look-up.
+    void StartOpen(const QString &Name, const QString &Address, const QString &Service, std::uint16_t Port,
+                   std::int32_t QueueSize, bool Client, bool Block);
     // The result of a send or receive: would-block passes as -1; any other failure goes to the
     // error handler and closes the socket, and raises unless the handler cleared the code.
     std::int32_t TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op);

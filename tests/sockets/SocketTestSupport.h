@@ -2,23 +2,28 @@
 // Helpers of the socket tests: waiting with the event loop running, raw POSIX peers on
 // 127.0.0.1 with time-outs, and the descriptor/thread count check every test ends with.
 
+#include "framework/ApplicationExceptions.h"
 #include "sockets/MyScktComp.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QMetaProperty>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace sockettest {
 
@@ -26,15 +31,6 @@ inline int CountEntries(const char *dir)
 {
     return static_cast<int>(
         QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
-}
-
-inline int OpenDescriptors()
-{
-    return CountEntries("/proc/self/fd");
-}
-inline int RunningThreads()
-{
-    return CountEntries("/proc/self/task");
 }
 
 // Runs the event loop (and waiting Synchronize calls) until pred holds or timeoutMs passed.
@@ -52,7 +48,6 @@ inline bool WaitUntil(const std::function<bool()> &pred, int timeoutMs = 5000)
     return true;
 }
 
-// Runs the event loop for a while.
 inline void Pump(int ms)
 {
     WaitUntil([] { return false; }, ms);
@@ -66,18 +61,18 @@ protected:
     void SetUp() override
     {
         Pump(1);
-        FDescriptors = OpenDescriptors();
-        FThreads = RunningThreads();
+        FDescriptors = CountEntries("/proc/self/fd");
+        FThreads = CountEntries("/proc/self/task");
         FStartups = wn::winsock::StartupCount();
     }
     void TearDown() override
     {
         WaitUntil([this] {
-            return OpenDescriptors() == FDescriptors && RunningThreads() == FThreads &&
-                   wn::winsock::PendingLookups() == 0;
+            return CountEntries("/proc/self/fd") == FDescriptors &&
+                   CountEntries("/proc/self/task") == FThreads && wn::winsock::PendingLookups() == 0;
         });
-        EXPECT_EQ(OpenDescriptors(), FDescriptors) << "descriptors leaked";
-        EXPECT_EQ(RunningThreads(), FThreads) << "threads left running";
+        EXPECT_EQ(CountEntries("/proc/self/fd"), FDescriptors) << "descriptors leaked";
+        EXPECT_EQ(CountEntries("/proc/self/task"), FThreads) << "threads left running";
         EXPECT_EQ(wn::winsock::StartupCount(), FStartups) << "start-up/clean-up unbalanced";
     }
 
@@ -89,55 +84,43 @@ private:
 
 inline sockaddr_in Loopback(std::uint16_t port)
 {
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(port);
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return a;
+    return sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
 }
 
-inline void SetTimeouts(int fd, int ms)
+// A blocking TCP socket whose sends and receives give up after five seconds.
+inline int RawSocket()
 {
-    timeval tv{ms / 1000, (ms % 1000) * 1000};
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval tv{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    return fd;
 }
 
 // A raw listening socket on 127.0.0.1 with an ephemeral port.
 class RawListener
 {
 public:
-    RawListener()
+    RawListener() : Fd(RawSocket())
     {
-        Fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in a = Loopback(0);
         ::bind(Fd, reinterpret_cast<sockaddr *>(&a), sizeof a);
         ::listen(Fd, 16);
         socklen_t len = sizeof a;
         ::getsockname(Fd, reinterpret_cast<sockaddr *>(&a), &len);
         Port = ntohs(a.sin_port);
-        SetTimeouts(Fd, 5000);
     }
     ~RawListener() { ::close(Fd); }
-    RawListener(const RawListener &) = delete;
-    RawListener &operator=(const RawListener &) = delete;
-    // A blocking accept bounded by the receive time-out; -1 when nobody came.
-    int Accept()
-    {
-        const int c = ::accept4(Fd, nullptr, nullptr, SOCK_CLOEXEC);
-        if (c >= 0)
-            SetTimeouts(c, 5000);
-        return c;
-    }
+    // Bounded by the receive time-out; -1 when nobody came. The accepted socket inherits it.
+    int Accept() { return ::accept4(Fd, nullptr, nullptr, SOCK_CLOEXEC); }
     int Fd;
-    std::uint16_t Port;
+    std::uint16_t Port = 0;
 };
 
 // A raw blocking client connected to 127.0.0.1:port, or -1.
 inline int RawConnect(std::uint16_t port)
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    SetTimeouts(fd, 5000);
+    const int fd = RawSocket();
     sockaddr_in a = Loopback(port);
     if (::connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
         ::close(fd);
@@ -149,27 +132,38 @@ inline int RawConnect(std::uint16_t port)
 // A port that nothing listens on (bound and released at once).
 inline std::uint16_t UnusedPort()
 {
-    RawListener l;
-    return l.Port;
+    return RawListener().Port;
 }
 
 inline std::string ReadAll(int fd, std::size_t want)
 {
     std::string out;
     char buf[65536];
-    while (out.size() < want) {
-        const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
-        if (n <= 0)
-            break;
-        out.append(buf, static_cast<std::size_t>(n));
+    for (ssize_t n = 1; out.size() < want && n > 0;) {
+        n = ::recv(fd, buf, sizeof buf, 0);
+        out.append(buf, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
     }
+    return out;
+}
+
+// Reads without blocking while the event loop runs, until want bytes came or timeoutMs passed.
+inline std::string ReadPumping(int fd, std::size_t want, int timeoutMs = 5000)
+{
+    std::string out;
+    char buf[8192];
+    WaitUntil(
+        [&] {
+            const ssize_t n = ::recv(fd, buf, sizeof buf, MSG_DONTWAIT);
+            out.append(buf, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+            return out.size() >= want;
+        },
+        timeoutMs);
     return out;
 }
 
 inline void SendAll(int fd, const std::string &data)
 {
-    std::size_t sent = 0;
-    while (sent < data.size()) {
+    for (std::size_t sent = 0; sent < data.size();) {
         const ssize_t n = ::send(fd, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
         if (n <= 0)
             return;
@@ -185,9 +179,36 @@ inline void ResetAndClose(int fd)
     ::close(fd);
 }
 
-// The server component with a core whose asynchronous listen keeps to the loopback interface,
-// so that no test listens on every interface. All else is the palette component's behaviour;
-// the address given is the one a thread-blocking server binds to.
+// The names of the properties a component class adds, in declaration order.
+inline QStringList PublishedNames(const QObject &o)
+{
+    const QMetaObject *mo = o.metaObject();
+    QStringList names;
+    for (int i = mo->propertyOffset(); i < mo->propertyCount(); ++i)
+        names << QString::fromLatin1(mo->property(i).name());
+    return names;
+}
+
+// Runs f and expects it to raise an ESocketError with the given message.
+inline void ExpectSocketError(const std::function<void()> &f, const QString &message)
+{
+    try {
+        f();
+        ADD_FAILURE() << "no exception";
+    } catch (const wn::ESocketError &e) {
+        EXPECT_EQ(e.Message(), message);
+    }
+}
+
+// The message of a failed call as CheckSocketResult words it.
+inline QString SocketErrorText(int code, const char *op)
+{
+    return wn::sWindowsSocketError.arg(wn::winsock::SysErrorMessage(code), QString::number(code),
+                                       QString::fromLatin1(op));
+}
+
+// A server core whose asynchronous listen keeps to the loopback interface, so that no test
+// listens on every interface; the rest is the palette component's behaviour.
 class LoopbackServerCore : public wn::TServerWinSocket
 {
 public:
@@ -195,6 +216,20 @@ public:
 
 protected:
     in_addr_t AsyncListenAddress() const override { return htonl(INADDR_LOOPBACK); }
+};
+
+class FunctionWorker : public wn::TServerClientThread
+{
+public:
+    FunctionWorker(wn::TServerClientWinSocket *s, std::function<void(wn::TServerClientThread &)> body)
+        : wn::TServerClientThread(true, s), FBody(std::move(body))
+    {}
+
+protected:
+    void ClientExecute() override { FBody(*this); }
+
+private:
+    std::function<void(wn::TServerClientThread &)> FBody;
 };
 
 class LoopbackServerSocket : public wn::TWNServerSocket
@@ -206,6 +241,29 @@ public:
         InitSocket(FServerSocket.get());
         FServerSocket->SetThreadCacheSize(10);
         SetAddress(QStringLiteral("127.0.0.1"));
+    }
+    // Listens on an ephemeral port.
+    void Start(wn::TServerType type)
+    {
+        SetServerType(type);
+        SetPort(0);
+        Open();
+    }
+    std::uint16_t ListeningPort() { return static_cast<std::uint16_t>(Socket()->LocalPort()); }
+    // Connects a raw client and waits until the server counts `threads` busy workers.
+    int ConnectAndWait(int threads)
+    {
+        const int fd = RawConnect(ListeningPort());
+        EXPECT_TRUE(WaitUntil([&] { return Socket()->ActiveThreads() == threads; }));
+        return fd;
+    }
+    // Serves every connection with a worker that runs body.
+    void UseWorkers(const std::function<void(wn::TServerClientThread &)> &body)
+    {
+        SetGetThreadEvent(
+            [body](wn::TObject *, wn::TServerClientWinSocket *client, wn::TServerClientThread *&thread) {
+                thread = wn::TThread::Run<FunctionWorker>(client, body);
+            });
     }
 };
 
