@@ -52,18 +52,24 @@ int LiteralNearest(const std::array<std::uint8_t, 3 * cFarbCount> &entries, int 
     return 0;
 }
 
-void BM_Nearest_OnePass(benchmark::State &state)
+// Looks up the nearest entry of every colour with Nearest(R, G, B).
+template <typename Search> void RunNearest(benchmark::State &state, Search Nearest)
 {
-    TFarbArray f;
-    FillPalette(f, int(state.range(0)));
     const auto &colours = Colours();
     for (auto _ : state) {
         long sum = 0;
         for (const auto &c : colours)
-            sum += f.GetNearestFarbNr(c[0], c[1], c[2]);
+            sum += Nearest(c[0], c[1], c[2]);
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * cColourCount);
+}
+
+void BM_Nearest_OnePass(benchmark::State &state)
+{
+    TFarbArray f;
+    FillPalette(f, int(state.range(0)));
+    RunNearest(state, [&f](int R, int G, int B) { return f.GetNearestFarbNr(R, G, B); });
 }
 
 void BM_Nearest_LiteralSearchBaseline(benchmark::State &state)
@@ -74,14 +80,7 @@ void BM_Nearest_LiteralSearchBaseline(benchmark::State &state)
     for (int nr = 1; nr <= cFarbCount; ++nr)
         f.GetRGB(nr, entries[std::size_t(3 * nr - 3)], entries[std::size_t(3 * nr - 2)],
                  entries[std::size_t(3 * nr - 1)]);
-    const auto &colours = Colours();
-    for (auto _ : state) {
-        long sum = 0;
-        for (const auto &c : colours)
-            sum += LiteralNearest(entries, c[0], c[1], c[2]);
-        benchmark::DoNotOptimize(sum);
-    }
-    state.SetItemsProcessed(state.iterations() * cColourCount);
+    RunNearest(state, [&entries](int R, int G, int B) { return LiteralNearest(entries, R, G, B); });
 }
 
 // Maps of palette numbers as hosts keep them: one byte per cell, or one Integer per cell.
@@ -105,19 +104,25 @@ void SetAdjustments(TFarbArray &f)
     f.SetBlack(20);
 }
 
-template <typename T> void BM_Display_GetRGBFarbe(benchmark::State &state)
+// Colours every cell of the map with Colour(number).
+template <typename T, typename Lookup> void RunDisplay(benchmark::State &state, Lookup Colour)
 {
-    TFarbArray f;
-    SetAdjustments(f);
     const auto &map = Map<T>();
     std::vector<TColor> out(map.size());
     for (auto _ : state) {
         for (std::size_t i = 0; i < map.size(); ++i)
-            out[i] = f.GetRGBFarbe(map[i]);
+            out[i] = Colour(map[i]);
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * std::int64_t(map.size()));
+}
+
+template <typename T> void BM_Display_GetRGBFarbe(benchmark::State &state)
+{
+    TFarbArray f;
+    SetAdjustments(f);
+    RunDisplay<T>(state, [&f](T nr) { return f.GetRGBFarbe(nr); });
 }
 
 template <typename T> void BM_Display_PlainArrayBaseline(benchmark::State &state)
@@ -127,15 +132,7 @@ template <typename T> void BM_Display_PlainArrayBaseline(benchmark::State &state
     std::array<TColor, cFarbCount + 1> plain{};
     for (int nr = 1; nr <= cFarbCount; ++nr)
         plain[std::size_t(nr)] = f.GetRGBFarbe(nr);
-    const auto &map = Map<T>();
-    std::vector<TColor> out(map.size());
-    for (auto _ : state) {
-        for (std::size_t i = 0; i < map.size(); ++i)
-            out[i] = plain[std::size_t(map[i])];
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * std::int64_t(map.size()));
+    RunDisplay<T>(state, [&plain](T nr) { return plain[std::size_t(nr)]; });
 }
 
 } // namespace

@@ -51,6 +51,12 @@ bool ValidNr(int Nr)
     return Nr >= 1 && Nr <= cFarbCount;
 }
 
+// Where entry Nr's red byte lies in the record; green and blue follow it.
+std::size_t Offset(int Nr)
+{
+    return std::size_t(3 * (Nr - 1));
+}
+
 // Half-way cases go to the even neighbour (the default rounding mode).
 int RoundEven(double value)
 {
@@ -92,7 +98,7 @@ TFarbArray::~TFarbArray() = default;
 
 bool TFarbArray::IsGap(int Nr) const
 {
-    const std::size_t i = std::size_t(3 * (Nr - 1));
+    const std::size_t i = Offset(Nr);
     return FColors[i] == 0 && FColors[i + 1] == 0 && FColors[i + 2] == 0;
 }
 
@@ -115,14 +121,14 @@ TColor TFarbArray::DisplayOf(int Nr) const
 {
     if (IsGap(Nr))
         return GetBlack();
-    const std::size_t i = std::size_t(3 * (Nr - 1));
+    const std::size_t i = Offset(Nr);
     return ColorAt(FColors[i], FColors[i + 1], FColors[i + 2], FIntens);
 }
 
 void TFarbArray::UpdateDisplay(int Nr)
 {
     FDisplay[std::size_t(Nr)] = DisplayOf(Nr);
-    const std::size_t i = std::size_t(3 * (Nr - 1));
+    const std::size_t i = Offset(Nr);
     FRed[std::size_t(Nr - 1)] = FColors[i];
     FGreen[std::size_t(Nr - 1)] = FColors[i + 1];
     FBlue[std::size_t(Nr - 1)] = FColors[i + 2];
@@ -140,7 +146,7 @@ void TFarbArray::SetRGB(int Nr, std::uint8_t R, std::uint8_t G, std::uint8_t B)
 {
     if (!ValidNr(Nr))
         return;
-    const std::size_t i = std::size_t(3 * (Nr - 1));
+    const std::size_t i = Offset(Nr);
     FColors[i] = R;
     FColors[i + 1] = G;
     FColors[i + 2] = B;
@@ -152,7 +158,7 @@ void TFarbArray::GetRGB(int Nr, std::uint8_t &R, std::uint8_t &G, std::uint8_t &
 {
     if (!ValidNr(Nr))
         return;
-    const std::size_t i = std::size_t(3 * (Nr - 1));
+    const std::size_t i = Offset(Nr);
     R = FColors[i];
     G = FColors[i + 1];
     B = FColors[i + 2];
@@ -194,7 +200,7 @@ TColor TFarbArray::GetIntensRGB(int Nr, double Percent) const
         return GetRGBFarbe(Nr);
     std::uint8_t r = std::uint8_t(FBlack), g = r, b = r;
     if (!IsGap(Nr)) {
-        const std::size_t i = std::size_t(3 * (Nr - 1));
+        const std::size_t i = Offset(Nr);
         r = Intens(FColors[i]);
         g = Intens(FColors[i + 1]);
         b = Intens(FColors[i + 2]);
@@ -213,11 +219,11 @@ void TFarbArray::CalcRGB(int Nr)
         return;
     const int base = Nr - 1 - k;
     for (int channel = 0; channel < 3; ++channel) {
-        const int top = FColors[std::size_t(3 * (Nr - 1) + channel)];
-        const int bottom = base >= 1 ? FColors[std::size_t(3 * (base - 1) + channel)] : 0;
+        const int top = FColors[Offset(Nr) + std::size_t(channel)];
+        const int bottom = base >= 1 ? FColors[Offset(base) + std::size_t(channel)] : 0;
         for (int m = 1; m <= k; ++m) {
             const int v = RoundEven(double(m * (top - bottom)) / (k + 1) + bottom);
-            FColors[std::size_t(3 * (base + m - 1) + channel)] = std::uint8_t(v);
+            FColors[Offset(base + m) + std::size_t(channel)] = std::uint8_t(v);
         }
     }
     for (int m = 1; m <= k; ++m)
@@ -251,13 +257,18 @@ int TFarbArray::GetNearestFarbNr(int R, int G, int B) const
     return best / 256 <= 255 ? int(best % 256) : 0;
 }
 
+QColor TFarbArray::RawColor(int Nr) const
+{
+    const std::size_t i = Offset(Nr);
+    return QColor(FColors[i], FColors[i + 1], FColors[i + 2]);
+}
+
 void TFarbArray::SetPenColor(int Nr)
 {
     if (!FCanvas || !ValidNr(Nr))
         return;
-    const std::size_t i = std::size_t(3 * (Nr - 1));
     QPen pen = FCanvas->pen();
-    pen.setColor(QColor(FColors[i], FColors[i + 1], FColors[i + 2]));
+    pen.setColor(RawColor(Nr));
     FCanvas->setPen(pen);
 }
 
@@ -265,12 +276,11 @@ void TFarbArray::SetBrushColor(int Nr)
 {
     if (!FCanvas || !ValidNr(Nr))
         return;
-    const std::size_t i = std::size_t(3 * (Nr - 1));
     QBrush brush = FCanvas->brush();
     // A colour on a clear brush means the caller wants to fill with it.
     if (brush.style() == Qt::NoBrush)
         brush.setStyle(Qt::SolidPattern);
-    brush.setColor(QColor(FColors[i], FColors[i + 1], FColors[i + 2]));
+    brush.setColor(RawColor(Nr));
     FCanvas->setBrush(brush);
 }
 
@@ -332,7 +342,7 @@ void TFarbArray::ImportOldColors(const QString &FileName)
     const int records = int(bytes.size() / cOldRecordSize);
     for (int k = 1; k <= records; ++k) {
         const char *record = bytes.constData() + (k - 1) * cOldRecordSize;
-        const std::size_t i = std::size_t(3 * (k - 1));
+        const std::size_t i = Offset(k);
         FColors[i] = std::uint8_t(record[3]);
         FColors[i + 1] = std::uint8_t(record[4]);
         FColors[i + 2] = std::uint8_t(record[5]);

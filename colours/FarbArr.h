@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <memory>
 
+class QColor;
 class QPainter;
 
 namespace wn {
@@ -114,6 +115,7 @@ public:
 
 private:
     TColor ColorAt(std::uint8_t R, std::uint8_t G, std::uint8_t B, float Intensity) const;
+    QColor RawColor(int Nr) const;
     TColor DisplayOf(int Nr) const;
     void UpdateDisplay(int Nr);
     void UpdateAllDisplay();

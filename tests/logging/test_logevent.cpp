@@ -1,13 +1,23 @@
-#include "LogEventSupport.h"
+#include "logging/LogEvent.h"
 
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
+#include "framework/Threads.h"
+#include "framework/UiServices.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <stdexcept>
 #include <thread>
-#include <type_traits>
+#include <tuple>
+#include <vector>
 
 using namespace wn;
-using namespace wn::test;
 
 // The ordinals are written to log-book files.
 static_assert(sizeof(TLogStatus) == 1);
@@ -18,274 +28,302 @@ static_assert(clog_protok == 0 && clog_abbruch == 1 && clog_warning == 2 && clog
 
 namespace {
 
-using ErrorMsgTest = LogEventFixture;
+struct TDelivered {
+    QString Text;
+    TLogStatus Art;
+    std::int32_t HelpContext, ObjKey;
+    TObject *AObj;
+    std::thread::id Thread;
+};
 
-TEST_F(ErrorMsgTest, EveryKindShowsItsBoxWithHelpContextAndOnlyAbortsStop)
-{
-    struct Expectation {
-        int Art;
-        bool Shown;
-        TMsgDlgType Kind;
-        bool Stops;
-    };
-    const Expectation table[] = {
-        {clog_protok, true, mtInformation, false},
-        {clog_abbruch, true, mtError, true},
-        {clog_warning, true, mtWarning, false},
-        {clog_userbreak, true, mtError, true},
-        {clog_except, true, mtWarning, false},
-        {clog_exProtok, true, mtWarning, false},
-        {clog_KVSResult, true, mtInformation, false},
-        {clog_Progress, false, mtInformation, false},
-        {clog_refreshGraphic, true, mtInformation, false},
-        {clog_CheckPause, true, mtInformation, false},
-        {clog_SetPause, true, mtInformation, false},
-        {clog_Step, true, mtInformation, false},
-        {clog_Hint, true, mtInformation, false},
-        {clog_TileProgress, true, mtInformation, false},
-        {clog_Error, true, mtWarning, false},
-        {15, true, mtInformation, false},
-        {255, true, mtInformation, false},
-    };
-    for (const Expectation &e : table) {
-        SCOPED_TRACE(e.Art);
-        Ui.Calls.clear();
-        rechenabbruch = false;
-        const QString text = QStringLiteral("Message %1").arg(e.Art);
-        Log_Event_Obj->ErrorMsg(text, static_cast<TLogStatus>(e.Art), 1000 + e.Art, 77, nullptr);
-        const auto boxes = Boxes();
-        ASSERT_EQ(boxes.size(), e.Shown ? 1u : 0u);
-        if (e.Shown) {
-            EXPECT_EQ(boxes[0].Text, text);
-            EXPECT_EQ(boxes[0].Kind, e.Kind);
-            EXPECT_EQ(boxes[0].Buttons, TMsgDlgButtons{mbOK});
-            EXPECT_EQ(boxes[0].HelpContext, 1000 + e.Art);
-        }
-        EXPECT_EQ(rechenabbruch, e.Stops);
-        EXPECT_FALSE(UserBreaked);
+// Records events from any thread (read once those are done); After then runs inside the handler.
+struct TRecorder {
+    TLog_Event Handler(std::function<void(const QString &)> After = {})
+    {
+        return [this, After](const QString &text, TLogStatus art, std::int32_t help, std::int32_t key,
+                             TObject *obj) {
+            {
+                // A deep copy, so that a test can still see whether the dispatcher let go of the text.
+                const QString copy(text.constData(), text.size());
+                std::lock_guard<std::mutex> lock(Lock);
+                Events.push_back({copy, art, help, key, obj, std::this_thread::get_id()});
+                Texts << copy;
+            }
+            if (After)
+                After(text);
+        };
     }
+
+    std::mutex Lock;
+    std::vector<TDelivered> Events;
+    QStringList Texts;
+};
+
+void Raise(const QString &text, TLogStatus art = clog_protok)
+{
+    KV_ELOG(text, art, 0, 0, nullptr);
 }
 
-TEST_F(ErrorMsgTest, KV_ELOGShowsBoxesFromTheStartAndNoErrorMsgSilencesIt)
+class LogEventTest : public ::testing::Test
 {
-    KV_ELOG(QStringLiteral("Disk nearly full"), clog_warning, 12, 3, nullptr);
-    ASSERT_EQ(Boxes().size(), 1u);
-    EXPECT_EQ(Boxes()[0].Kind, mtWarning);
-    EXPECT_EQ(Boxes()[0].HelpContext, 12);
+protected:
+    void TearDown() override
+    {
+        if (FQueued)
+            Log_Event_Obj->ReleaseThreadLogEvent();
+        KV_ELOG = FSaved;
+        rechenabbruch = false;
+        UserBreaked = false;
+    }
 
+    void Queue(TLog_Event Handler)
+    {
+        KV_ELOG = std::move(Handler);
+        Log_Event_Obj->InitThreadLogEvent();
+        FQueued = true;
+    }
+
+    // Text, kind, buttons and help context of every box shown.
+    auto Boxes() const
+    {
+        std::vector<std::tuple<QString, TMsgDlgType, bool, int>> boxes;
+        for (const auto &c : Ui.CallsOf(QStringLiteral("MessageDlg")))
+            boxes.emplace_back(c.Text, c.Kind, c.Buttons == TMsgDlgButtons{mbOK}, c.HelpContext);
+        return boxes;
+    }
+
+    TRecordingUiServices Ui;
+    TUiServicesScope UiScope{Ui};
+    TRecorder Rec;
+    TLog_Event FSaved = KV_ELOG;
+    bool FQueued = false;
+};
+
+// From the start KV_ELOG shows a box with one OK button; only aborts and user breaks stop.
+TEST_F(LogEventTest, EveryKindShowsItsBoxAndNoErrorMsgSilencesThem)
+{
+    // The box kind by ordinal; 7 (clog_Progress) shows none, and ordinals above 15 as 15 does.
+    const TMsgDlgType kinds[] = {mtInformation, mtError,       mtWarning,     mtError,
+                                 mtWarning,     mtWarning,     mtInformation, mtInformation,
+                                 mtInformation, mtInformation, mtInformation, mtInformation,
+                                 mtInformation, mtInformation, mtWarning,     mtInformation};
+    for (int i = 0; i <= 16; ++i) {
+        const int art = i < 16 ? i : 255;
+        Ui.Calls.clear();
+        rechenabbruch = false;
+        KV_ELOG(QString::number(art), TLogStatus(art), 1000 + art, 77, nullptr);
+        const decltype(Boxes()) box = {{QString::number(art), kinds[std::min(i, 15)], true, 1000 + art}};
+        EXPECT_EQ(Boxes(), art == clog_Progress ? decltype(box){} : box);
+        EXPECT_EQ(rechenabbruch, art == clog_abbruch || art == clog_userbreak) << art;
+    }
+    Ui.Calls.clear();
     KV_ELOG = std::bind_front(&TLog_Event_Obj::NoErrorMsg, Log_Event_Obj);
     for (int art = clog_protok; art <= clog_Error; ++art)
-        KV_ELOG(QStringLiteral("quiet"), static_cast<TLogStatus>(art), 1, 1, nullptr);
-    EXPECT_EQ(Boxes().size(), 1u);
+        Raise(QStringLiteral("quiet"), TLogStatus(art));
+    EXPECT_TRUE(Boxes().empty());
     EXPECT_FALSE(rechenabbruch);
 }
 
-// The stop flags are written by one thread and polled by another without any lock.
-TEST_F(ErrorMsgTest, StopFlagsReachAPollingWorker)
+TEST_F(LogEventTest, LogEventExtCarriesTheCallersFlagsBothWays)
 {
-    std::thread worker([] {
-        while (!rechenabbruch)
-            std::this_thread::yield();
-        UserBreaked = true;
-    });
-    Log_Event_Obj->ErrorMsg(QStringLiteral("Cancelled"), clog_userbreak, 0, 0, nullptr);
-    worker.join();
-    EXPECT_TRUE(UserBreaked);
-}
-
-using LogEventExtTest = LogEventFixture;
-
-TEST_F(LogEventExtTest, AHandlerSettingTheGlobalReachesTheCallersFlag)
-{
-    TEventRecorder rec;
-    KV_ELOG = [&rec](const QString &t, TLogStatus a, std::int32_t h, std::int32_t k, TObject *o) {
-        rec.Handler()(t, a, h, k, o);
-        rechenabbruch = true;
-    };
-    bool abbruch = false;
-    bool userBreak = false;
-    Log_Event_Ext(QStringLiteral("Grid too large"), clog_Error, abbruch, userBreak);
-    EXPECT_TRUE(abbruch);
-    EXPECT_FALSE(userBreak);
-    const auto events = rec.Events();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].Text, QStringLiteral("Grid too large"));
-    EXPECT_EQ(events[0].Art, clog_Error);
-    EXPECT_EQ(events[0].HelpContext, 0);
-    EXPECT_EQ(events[0].ObjKey, 0);
-    EXPECT_EQ(events[0].AObj, nullptr);
-}
-
-TEST_F(LogEventExtTest, TheHandlerSeesTheCallersFlagsAndMayClearThem)
-{
-    bool seenAbbruch = false;
-    bool seenUserBreak = false;
-    KV_ELOG = [&](const QString &, TLogStatus, std::int32_t, std::int32_t, TObject *) {
+    bool seenAbbruch = true, seenUserBreak = false;
+    KV_ELOG = Rec.Handler([&](const QString &) {
         seenAbbruch = rechenabbruch;
         seenUserBreak = UserBreaked;
+        rechenabbruch = true;
         UserBreaked = false;
-    };
-    bool abbruch = true;
-    bool userBreak = true;
-    Log_Event_Ext(QStringLiteral("Resume?"), clog_CheckPause, abbruch, userBreak);
-    EXPECT_TRUE(seenAbbruch);
-    EXPECT_TRUE(seenUserBreak);
-    EXPECT_TRUE(abbruch);
-    EXPECT_FALSE(userBreak);
-}
+    });
+    bool abbruch = false, userBreak = true;
+    Log_Event_Ext(QStringLiteral("Grid too large"), clog_Error, abbruch, userBreak);
+    EXPECT_EQ(std::pair(seenAbbruch, seenUserBreak), std::pair(false, true));
+    EXPECT_EQ(std::pair(abbruch, userBreak), std::pair(true, false));
+    EXPECT_EQ(Rec.Texts, QStringList{"Grid too large"});
+    EXPECT_EQ(Rec.Events[0].Art, clog_Error);
 
-TEST_F(LogEventExtTest, TheDefaultHandlerStopsTheCallerOnAUserBreak)
-{
-    bool abbruch = false;
-    bool userBreak = false;
-    Log_Event_Ext(QStringLiteral("Cancelled by user"), clog_userbreak, abbruch, userBreak);
-    EXPECT_TRUE(abbruch);
-    EXPECT_FALSE(userBreak);
-    ASSERT_EQ(Boxes().size(), 1u);
-    EXPECT_EQ(Boxes()[0].Kind, mtError);
-    EXPECT_EQ(Boxes()[0].HelpContext, 0);
-}
-
-TEST_F(LogEventExtTest, AnEmptySlotCarriesTheFlagsThroughUnchanged)
-{
+    // Nobody listening: the flags still go into the globals and come back unchanged.
     KV_ELOG = nullptr;
-    bool abbruch = true;
-    bool userBreak = false;
+    rechenabbruch = false;
     Log_Event_Ext(QStringLiteral("nobody listens"), clog_abbruch, abbruch, userBreak);
-    EXPECT_TRUE(abbruch);
-    EXPECT_FALSE(userBreak);
+    EXPECT_EQ(std::pair(abbruch, userBreak), std::pair(true, false));
     EXPECT_TRUE(rechenabbruch);
 }
 
-using MyFormatTest = LogEventFixture;
-
-QString ConvertErrorOf(const QString &fmt, const QVariantList &args)
+TEST_F(LogEventTest, MyFormatTurnsABadPatternIntoOneWarning)
 {
-    try {
-        Format(fmt, args);
-    } catch (const Exception &e) {
-        return e.Message();
-    }
-    ADD_FAILURE() << "Format accepted " << qPrintable(fmt);
-    return QString();
-}
-
-TEST_F(MyFormatTest, AGoodPatternIsFormattedWithoutEvents)
-{
-    TEventRecorder rec;
-    KV_ELOG = rec.Handler();
+    KV_ELOG = Rec.Handler();
     EXPECT_EQ(MyFormat(QStringLiteral("%d kB to \"%s\""), {2048, QStringLiteral("/tmp/LogBk0.log")}),
               QStringLiteral("2048 kB to \"/tmp/LogBk0.log\""));
-    EXPECT_EQ(MyFormat(QStringLiteral("%.3f%%"), {12.5}), QStringLiteral("12.500%"));
-    EXPECT_EQ(MyFormat(QStringLiteral("no fields"), {}), QStringLiteral("no fields"));
-    EXPECT_TRUE(rec.Events().empty());
-}
-
-TEST_F(MyFormatTest, ABadPatternBecomesOneWarningAndComesBackUnformatted)
-{
-    struct Case {
-        QString Fmt;
-        QVariantList Args;
-    };
-    const Case cases[] = {
-        {QStringLiteral("%d"), {QStringLiteral("abc")}},
-        {QStringLiteral("%s of %s"), {QStringLiteral("one")}},
-        {QStringLiteral("%.2f m"), {QStringLiteral("x")}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(qPrintable(c.Fmt));
-        TEventRecorder rec;
-        KV_ELOG = rec.Handler();
-        EXPECT_EQ(MyFormat(c.Fmt, c.Args), c.Fmt);
-        const auto events = rec.Events();
-        ASSERT_EQ(events.size(), 1u);
-        EXPECT_EQ(events[0].Text, ConvertErrorOf(c.Fmt, c.Args));
-        EXPECT_FALSE(events[0].Text.isEmpty());
-        EXPECT_EQ(events[0].Art, clog_warning);
-        EXPECT_EQ(events[0].HelpContext, 0);
-        EXPECT_EQ(events[0].ObjKey, 0);
-        EXPECT_EQ(events[0].AObj, nullptr);
+    QString message;
+    try {
+        Format(QStringLiteral("%s of %s"), {QStringLiteral("one")});
+    } catch (const Exception &e) {
+        message = e.Message();
     }
-}
-
-TEST_F(MyFormatTest, ABadPatternShowsAWarningBoxByDefaultAndSurvivesAnEmptySlot)
-{
-    EXPECT_EQ(MyFormat(QStringLiteral("%d"), {QStringLiteral("abc")}), QStringLiteral("%d"));
-    ASSERT_EQ(Boxes().size(), 1u);
-    EXPECT_EQ(Boxes()[0].Kind, mtWarning);
-
+    EXPECT_EQ(MyFormat(QStringLiteral("%s of %s"), {QStringLiteral("one")}), QStringLiteral("%s of %s"));
+    ASSERT_EQ(Rec.Events.size(), 1u);
+    const TDelivered &e = Rec.Events[0];
+    EXPECT_EQ(std::tuple(e.Text, e.Art, e.HelpContext, e.ObjKey), std::tuple(message, clog_warning, 0, 0));
     KV_ELOG = nullptr;
     EXPECT_EQ(MyFormat(QStringLiteral("%d"), {QStringLiteral("abc")}), QStringLiteral("%d"));
 }
 
-// The location object travels as AObj: the first argument is the first coordinate and the two
-// integer fields start at 0.
-TEST(ErrorHandlerTest, CarriesTwoCoordinatesAndTwoFieldsOfTheCallers)
-{
-    static_assert(std::is_same_v<decltype(TErrorHandler::ObjNr), std::int32_t>);
-    static_assert(std::is_same_v<decltype(TErrorHandler::SubKind), std::uint8_t>);
-    TErrorHandler where(-12.5, 3e7);
-    EXPECT_EQ(where.X, -12.5);
-    EXPECT_EQ(where.Y, 3e7);
-    EXPECT_EQ(where.ObjNr, 0);
-    EXPECT_EQ(where.SubKind, 0);
-    TObject *asObject = &where;
-    EXPECT_EQ(dynamic_cast<TErrorHandler *>(asObject), &where);
-}
-
-using LifecycleTest = LogEventFixture;
-
-TEST_F(LifecycleTest, ADispatcherFreesUndeliveredEventsWithoutDeliveringThem)
-{
-    TEventRecorder rec;
-    KV_ELOG = rec.Handler();
-    QString first = OwnText("first");
-    QString second = OwnText("second");
-    {
-        TLog_Event_Obj local;
-        local.InitThreadLogEvent();
-        KV_ELOG(first, clog_protok, 0, 0, nullptr);
-        KV_ELOG(second, clog_Hint, 0, 0, nullptr);
-        EXPECT_EQ(local.QueueCount(), 2);
-        EXPECT_FALSE(first.isDetached());
-        KV_ELOG = rec.Handler();
-    }
-    EXPECT_TRUE(first.isDetached());
-    EXPECT_TRUE(second.isDetached());
-    EXPECT_TRUE(rec.Events().empty());
-}
-
-// Start-up and clean-up are counted: only the clean-up matching the first start-up (the one the
-// library made when it was loaded) frees the dispatcher and its undelivered events.
-TEST_F(LifecycleTest, OnlyTheLastCleanUpFreesTheDispatcherAndEmptiesTheSlot)
+// Start-up is counted: only the last clean-up frees the dispatcher, its undelivered events unsent.
+TEST_F(LogEventTest, OnlyTheLastCleanUpFreesTheDispatcherAndEmptiesTheSlot)
 {
     TLog_Event_Obj *const loaded = Log_Event_Obj;
     LogEvent_Initialize();
-    EXPECT_EQ(Log_Event_Obj, loaded);
     LogEvent_Finalize();
     ASSERT_EQ(Log_Event_Obj, loaded);
     ASSERT_TRUE(KV_ELOG);
 
-    TEventRecorder rec;
-    KV_ELOG = rec.Handler();
+    KV_ELOG = Rec.Handler();
     Log_Event_Obj->InitThreadLogEvent();
-    QString pending = OwnText("pending");
-    KV_ELOG(pending, clog_warning, 0, 0, nullptr);
-    ASSERT_EQ(Log_Event_Obj->QueueCount(), 1);
-
+    const QString pending = QString::fromLatin1("pending");
+    Raise(pending, clog_warning);
     LogEvent_Finalize();
     EXPECT_EQ(Log_Event_Obj, nullptr);
     EXPECT_FALSE(KV_ELOG);
     EXPECT_TRUE(pending.isDetached());
-    EXPECT_TRUE(rec.Events().empty());
+    EXPECT_TRUE(Rec.Events.empty());
 
     LogEvent_Initialize();
-    ASSERT_NE(Log_Event_Obj, nullptr);
-    FSavedSlot = KV_ELOG;
+    FSaved = KV_ELOG;
     KV_ELOG(QStringLiteral("back again"), clog_Hint, 5, 0, nullptr);
-    ASSERT_EQ(Boxes().size(), 1u);
-    EXPECT_EQ(Boxes()[0].Kind, mtInformation);
-    EXPECT_EQ(Boxes()[0].HelpContext, 5);
+    EXPECT_EQ(Boxes().size(), 1u);
+}
+
+// Four workers raise numbered events of every kind while this thread keeps draining. Each arrives
+// once (the total, with each worker's numbers rising) with its values intact; clog_CheckPause,
+// clog_abbruch and clog_except at once in their worker, all others in the draining thread.
+TEST_F(LogEventTest, WorkersInterleavedWithADrainingThreadKeepEachWorkersOrder)
+{
+    Queue(Rec.Handler());
+    constexpr int workers = 4, perWorker = 3000;
+    TErrorHandler where(12.5, 7.25);
+    const TLogStatus queuedKinds[] = {clog_protok,    clog_warning,  clog_userbreak,      clog_exProtok,
+                                      clog_KVSResult, clog_Progress, clog_refreshGraphic, clog_SetPause,
+                                      clog_Step,      clog_Hint,     clog_TileProgress,   clog_Error};
+    const TLogStatus directKinds[] = {clog_CheckPause, clog_abbruch, clog_except};
+    std::atomic<int> finished{0};
+    std::vector<std::thread> threads;
+    std::vector<std::thread::id> ids(workers);
+    for (int w = 0; w < workers; ++w)
+        threads.emplace_back([&, w] {
+            ids[w] = std::this_thread::get_id();
+            for (int i = 0; i < perWorker; ++i)
+                KV_ELOG(QString::number(w), i % 7 == 3 ? directKinds[i % 3] : queuedKinds[i % 12], i, w,
+                        &where);
+            ++finished;
+        });
+    while (finished < workers) {
+        Log_Event_Obj->ProcessLogEvents();
+        std::this_thread::yield();
+    }
+    for (std::thread &t : threads)
+        t.join();
+    Log_Event_Obj->ProcessLogEvents();
+
+    ASSERT_EQ(Rec.Events.size(), std::size_t(workers * perWorker));
+    std::vector<int> lastQueued(workers, -1), lastDirect(workers, -1);
+    for (const TDelivered &e : Rec.Events) {
+        const int w = e.ObjKey;
+        ASSERT_TRUE(w >= 0 && w < workers && e.Text == QString::number(w) && e.AObj == &where);
+        const bool direct = std::ranges::find(directKinds, e.Art) != std::end(directKinds);
+        EXPECT_EQ(e.Thread, direct ? ids[w] : std::this_thread::get_id());
+        int &last = direct ? lastDirect[w] : lastQueued[w];
+        EXPECT_GT(e.HelpContext, last);
+        last = e.HelpContext;
+    }
+}
+
+// The queue lock is re-entrant: an event the handler raises during a drain goes out in the same
+// drain. Releasing drains before it puts the saved handler back; then events go out at once.
+TEST_F(LogEventTest, EventsRaisedDuringADrainOrTheReleaseGoOutInIt)
+{
+    Queue(Rec.Handler([](const QString &t) {
+        if (t.startsWith(QLatin1String("first")) && !t.endsWith(QLatin1String("nested")))
+            Raise(t + QLatin1String(" nested"));
+    }));
+    Raise(QStringLiteral("first"));
+    Raise(QStringLiteral("second"), clog_Step);
+    Log_Event_Obj->ProcessLogEvents();
+    EXPECT_EQ(Rec.Texts, (QStringList{"first", "second", "first nested"}));
+    Raise(QStringLiteral("first again"));
+    Raise(QStringLiteral("last"), clog_KVSResult);
+    Log_Event_Obj->ReleaseThreadLogEvent();
+    Raise(QStringLiteral("direct"), clog_Hint);
+    EXPECT_EQ(Rec.Texts.mid(3), (QStringList{"first again", "last", "first again nested", "direct"}));
+}
+
+TEST_F(LogEventTest, AThrowingHandlerEndsTheDrainFreesItsEventAndReleasesTheLock)
+{
+    Queue(Rec.Handler([](const QString &t) {
+        if (t.startsWith(QLatin1String("bad")))
+            throw std::runtime_error("handler failed");
+    }));
+    const QString bad = QString::fromLatin1("bad one");
+    Raise(QStringLiteral("good"));
+    Raise(bad, clog_warning);
+    Raise(QStringLiteral("rest"), clog_Hint);
+    EXPECT_THROW(Log_Event_Obj->ProcessLogEvents(), std::runtime_error);
+    EXPECT_EQ(Rec.Texts, (QStringList{"good", "bad one"}));
+    EXPECT_TRUE(bad.isDetached());
+
+    // Another thread can append again only if the drain let go of the lock.
+    auto late = std::async(std::launch::async, [] { Raise(QStringLiteral("late"), clog_Step); });
+    ASSERT_EQ(late.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    Log_Event_Obj->ProcessLogEvents();
+    EXPECT_EQ(Rec.Texts.mid(2), (QStringList{"rest", "late"}));
+}
+
+// The queue lock is held across the handler calls: a worker raising an event while the drain
+// runs waits until the drain has ended, and its event stays queued for the next one.
+TEST_F(LogEventTest, AWorkerRaisingDuringTheDrainWaitsForItsEnd)
+{
+    std::promise<void> raised;
+    std::thread worker;
+    bool raisedInsideTheDrain = true;
+    Queue(Rec.Handler([&](const QString &t) {
+        if (t != QLatin1String("first"))
+            return;
+        worker = std::thread([&] {
+            Raise(QStringLiteral("from the worker"), clog_Step);
+            raised.set_value();
+        });
+        // Only a broken lock lets the worker through here; a correct one makes this wait run out.
+        const auto status = raised.get_future().wait_for(std::chrono::milliseconds(200));
+        raisedInsideTheDrain = status == std::future_status::ready;
+    }));
+    Raise(QStringLiteral("first"));
+    Raise(QStringLiteral("second"), clog_Hint);
+    Log_Event_Obj->ProcessLogEvents();
+    worker.join();
+    EXPECT_FALSE(raisedInsideTheDrain);
+    EXPECT_EQ(Rec.Texts, (QStringList{"first", "second"}));
+    EXPECT_EQ(Log_Event_Obj->QueueCount(), 1);
+}
+
+// An abort from a worker in queued mode reaches the default handler at once: the worker waits
+// while the GUI thread shows the box, and continues with the stop flag set.
+TEST_F(LogEventTest, AWorkersAbortThroughTheDefaultHandlerSetsTheStopFlagBeforeItGoesOn)
+{
+    Queue(FSaved);
+    std::atomic<bool> done{false};
+    bool stopSeen = false;
+    std::thread worker([&] {
+        Raise(QStringLiteral("queued"));
+        KV_ELOG(QStringLiteral("Calculation aborted"), clog_abbruch, 9, 0, nullptr);
+        stopSeen = rechenabbruch;
+        done = true;
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!done && std::chrono::steady_clock::now() < deadline)
+        TThread::CheckSynchronize();
+    worker.join();
+    EXPECT_TRUE(stopSeen);
+    Log_Event_Obj->ProcessLogEvents();
+    EXPECT_EQ(Boxes(), (decltype(Boxes()){{QStringLiteral("Calculation aborted"), mtError, true, 9},
+                                          {QStringLiteral("queued"), mtInformation, true, 0}}));
 }
 
 } // namespace
