@@ -6,6 +6,7 @@
 #include "sockets/MyScktComp.h"
 
 #include "framework/ApplicationExceptions.h"
+#include "framework/CodePages.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -1172,7 +1173,7 @@ void TCustomWinSocket::Error(TCustomWinSocket *Socket, TErrorEvent ErrorEvent, s
 
 std::int32_t TCustomWinSocket::SendText(const QString &S)
 {
-    const QByteArray bytes = S.toLatin1();
+    const QByteArray bytes = ToWin1252(S);
     return SendBuf(bytes.constData(), static_cast<std::int32_t>(bytes.size()));
 }
 
@@ -1221,7 +1222,7 @@ QString TCustomWinSocket::ReceiveText()
     QByteArray bytes(ReceiveLength(), '\0');
     const std::int32_t n = ReceiveBuf(bytes.data(), static_cast<std::int32_t>(bytes.size()));
     bytes.resize(n > 0 ? n : 0);
-    return QString::fromLatin1(bytes);
+    return FromWin1252(bytes);
 }
 
 bool TCustomWinSocket::SendStream(QIODevice *AStream)

@@ -15,7 +15,6 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QRegularExpression>
-#include <QStringDecoder>
 #include <QWidget>
 
 #include <vector>
@@ -139,14 +138,6 @@ QString ShortStringText(const QByteArray &slot, TCodePage page)
         return QString();
     const int length = qMin(int(std::uint8_t(slot[0])), int(slot.size()) - 1);
     return DecodeCodePage(slot.mid(1, length), page);
-}
-
-bool IsValidUtf8(const QByteArray &bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder.decode(bytes);
-    Q_UNUSED(text);
-    return !decoder.hasError();
 }
 
 // Reads one line (without its line end) of at most kMaxTextLine bytes, skipping the rest of a
@@ -370,7 +361,7 @@ void GetTXTFileDescription(const QString &FileName, QString &Description)
         return;
     // Lines are gathered until even the shorter UTF-8 reading of them reaches the limit, so
     // there are enough of them whichever encoding the bytes turn out to be in.
-    std::vector<QByteArray> raw;
+    QByteArrayList raw;
     QStringList utf8Lines;
     bool firstLine = true;
     while (!file.File().atEnd() && JoinDescriptionLines(utf8Lines).size() < kMaxTextDescription) {
@@ -385,11 +376,11 @@ void GetTXTFileDescription(const QString &FileName, QString &Description)
         raw.push_back(line);
         utf8Lines.append(text);
     }
-    bool utf8 = true;
-    for (const QByteArray &line : raw)
-        utf8 = utf8 && IsValidUtf8(line);
+    // The lines read are UTF-8 unless their bytes say otherwise, as for any text file.
+    TTextEncoding encoding;
+    DecodeText(raw.join('\n'), encoding);
     QStringList lines = utf8Lines;
-    if (!utf8) {
+    if (encoding == TTextEncoding::Windows1252) {
         lines.clear();
         for (const QByteArray &line : raw)
             lines.append(Trim(FromWin1252(line)));

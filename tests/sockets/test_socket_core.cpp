@@ -128,6 +128,12 @@ TEST_F(SocketTest, BlockingConnectRaisesItsEventsInOrder)
     EXPECT_EQ(c.S.ReceiveText(), "hello");
     EXPECT_EQ(c.S.SendText("world"), 5);
     EXPECT_EQ(ReadAll(c.Server, 5), "world");
+    // Text travels as Windows-1252, one byte a character.
+    EXPECT_EQ(c.S.SendText(QStringLiteral("Lärm €")), 6);
+    EXPECT_EQ(ReadAll(c.Server, 6), std::string("L\xE4rm \x80"));
+    SendAll(c.Server, "\xDF\x80");
+    ASSERT_TRUE(WaitUntil([&] { return c.S.ReceiveLength() == 2; }));
+    EXPECT_EQ(c.S.ReceiveText(), QStringLiteral("ß€"));
 
     // Notifications for another handle are dropped.
     const std::vector<TSocketEvent> before = c.Events;
