@@ -217,8 +217,10 @@ TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
             "setpriv",
             QStringList{"--reuid=65534", "--regid=65534", "--clear-groups", WnpackProgram(), "grid"} + args);
     };
-    if (::geteuid() == 0 && run({}).Status == -1)
-        GTEST_SKIP() << "cannot run as another user";
+    // Another user may not reach the build folder (a checkout under /root, say): then there is
+    // nothing to learn here.
+    if (::geteuid() == 0 && !run({}).Err.contains(QStringLiteral("wnpack grid")))
+        GTEST_SKIP() << "cannot run wnpack as another user";
     EXPECT_NE(run({"sample", grid}).Status, 0);
     ExpectOut(run({"query", grid, "104", "51.2"}),
               QStringLiteral("105\t51\t0\n") + QLatin1String(cChannelGridLines));
