@@ -9,6 +9,7 @@
 
 #include "framework/ComponentState.h"
 #include "framework/Graphics.h"
+#include "wn_export.h"
 
 #include <QObject>
 #include <QString>
@@ -30,7 +31,7 @@ constexpr std::int32_t cFarbFileVersion = 19970901;
 constexpr std::uint16_t cFarbRecordID = 70;
 constexpr int cFarbCount = 240;
 
-class TFarbArray : public QObject, public TComponentState
+class WN_EXPORT TFarbArray : public QObject, public TComponentState
 {
     Q_OBJECT
     // The palette's file; assigning it loads the file (see SetDateiname). No default.

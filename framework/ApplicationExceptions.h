@@ -6,6 +6,7 @@
 
 #include "framework/Classes.h"
 #include "framework/Exceptions.h"
+#include "wn_export.h"
 
 #include <exception>
 #include <functional>
@@ -16,14 +17,14 @@ using TApplicationExceptionHandler = std::function<void(TObject *Sender, const s
 using TShowExceptionHandler = std::function<void(const Exception &E)>;
 
 // Each setter installs a hook (an empty function removes it) and returns the previous one.
-TApplicationExceptionHandler SetApplicationHandleException(TApplicationExceptionHandler handler);
-TShowExceptionHandler SetApplicationShowException(TShowExceptionHandler handler);
+WN_EXPORT TApplicationExceptionHandler SetApplicationHandleException(TApplicationExceptionHandler handler);
+WN_EXPORT TShowExceptionHandler SetApplicationShowException(TShowExceptionHandler handler);
 
 // Passes E to the installed handle hook; false when none is installed.
-bool ApplicationHandleException(TObject *Sender, const std::exception &E);
+WN_EXPORT bool ApplicationHandleException(TObject *Sender, const std::exception &E);
 // Passes E to the installed show hook; false when none is installed.
-bool ApplicationShowException(const Exception &E);
+WN_EXPORT bool ApplicationShowException(const Exception &E);
 // Shows the exception's text in an error message box through UiServices().
-void ShowException(const std::exception &E);
+WN_EXPORT void ShowException(const std::exception &E);
 
 } // namespace wn

@@ -1,6 +1,8 @@
 #pragma once
 // Base object and enumeration sets.
 
+#include "wn_export.h"
+
 #include <cstdint>
 #include <initializer_list>
 #include <type_traits>
@@ -8,7 +10,7 @@
 namespace wn {
 
 // Root of the package's plain (non-component) classes.
-class TObject
+class WN_EXPORT TObject
 {
 public:
     virtual ~TObject() = default;

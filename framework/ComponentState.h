@@ -4,9 +4,11 @@
 // with BeginLoading()/EndLoading(), and EndLoading() calls Loaded(), where a component saved as
 // active starts its work.
 
+#include "wn_export.h"
+
 namespace wn {
 
-class TComponentState
+class WN_EXPORT TComponentState
 {
 public:
     virtual ~TComponentState() = default;

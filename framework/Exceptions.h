@@ -2,6 +2,8 @@
 // The package's exception hierarchy: one root carrying a QString message, and the runtime's
 // standard kinds that the units raise.
 
+#include "wn_export.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -9,7 +11,7 @@
 
 namespace wn {
 
-class Exception : public std::exception
+class WN_EXPORT Exception : public std::exception
 {
 public:
     explicit Exception(const QString &message);
@@ -26,7 +28,7 @@ private:
 };
 
 // Input/output failure of a file operation; ErrorCode is the OS error (errno) or a runtime code.
-class EInOutError : public Exception
+class WN_EXPORT EInOutError : public Exception
 {
 public:
     EInOutError(const QString &message, int errorCode);
@@ -36,27 +38,27 @@ public:
     int ErrorCode;
 };
 
-class EConvertError : public Exception
+class WN_EXPORT EConvertError : public Exception
 {
 public:
     using Exception::Exception;
 };
 
 // Silent abort: handlers that show messages skip it.
-class EAbort : public Exception
+class WN_EXPORT EAbort : public Exception
 {
 public:
     explicit EAbort(const QString &message = QStringLiteral("Operation aborted")) : Exception(message) {}
 };
 
 // A file stream could not be opened.
-class EFOpenError : public Exception
+class WN_EXPORT EFOpenError : public Exception
 {
 public:
     using Exception::Exception;
 };
 
 // Raises EAbort: the runtime's Abort.
-[[noreturn]] void Abort();
+[[noreturn]] WN_EXPORT void Abort();
 
 } // namespace wn

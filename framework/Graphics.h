@@ -2,6 +2,8 @@
 // TColor: a packed display colour (red + 256*green + 65536*blue) or a tagged system colour
 // resolved through the application palette.
 
+#include "wn_export.h"
+
 #include <QColor>
 #include <QPalette>
 
@@ -78,10 +80,10 @@ constexpr std::uint8_t GetBValue(TColor c)
 
 // A system colour becomes its packed palette colour (application palette, or the given one);
 // a packed colour is returned as it is.
-TColor ColorToRGB(TColor color);
-TColor ColorToRGB(TColor color, const QPalette &palette);
-QColor ColorToQColor(TColor color);
-QColor ColorToQColor(TColor color, const QPalette &palette);
-TColor QColorToColor(const QColor &color);
+WN_EXPORT TColor ColorToRGB(TColor color);
+WN_EXPORT TColor ColorToRGB(TColor color, const QPalette &palette);
+WN_EXPORT QColor ColorToQColor(TColor color);
+WN_EXPORT QColor ColorToQColor(TColor color, const QPalette &palette);
+WN_EXPORT TColor QColorToColor(const QColor &color);
 
 } // namespace wn

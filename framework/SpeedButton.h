@@ -3,6 +3,8 @@
 // focus (the control it sits on does). The glyph image may hold several pictures of equal width
 // side by side: up, disabled, down; the colour of its bottom-left pixel is transparent.
 
+#include "wn_export.h"
+
 #include <QImage>
 #include <QToolButton>
 
@@ -11,7 +13,7 @@
 
 namespace wn {
 
-class TSpeedButton : public QToolButton
+class WN_EXPORT TSpeedButton : public QToolButton
 {
     Q_OBJECT
     // The glyph image; default none.

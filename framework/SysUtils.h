@@ -5,6 +5,8 @@
 // double's exact decimal expansion, keeping at most 18 significant digits. None of these routines
 // throws anything but EConvertError, whatever the input.
 
+#include "wn_export.h"
+
 #include <QChar>
 #include <QDateTime>
 #include <QString>
@@ -19,7 +21,7 @@ namespace wn {
 
 enum TFloatFormat : std::uint8_t { ffGeneral, ffExponent, ffFixed, ffNumber, ffCurrency };
 
-struct TFormatSettings {
+struct WN_EXPORT TFormatSettings {
     QChar DecimalSeparator = QLatin1Char('.');
     QChar ThousandSeparator = QLatin1Char(',');
     QChar DateSeparator = QLatin1Char('/');
@@ -36,40 +38,41 @@ struct TFormatSettings {
 };
 
 // The process-wide settings, initialised from QLocale::system() on first use.
-TFormatSettings &FormatSettings();
+WN_EXPORT TFormatSettings &FormatSettings();
 
 // Floating point to text. NaN and the infinities give "NAN", "INF" and "-INF"; ffCurrency is
 // written like ffNumber, since the settings carry no currency symbol.
-QString FloatToStrF(double value, TFloatFormat format, int precision, int digits);
-QString FloatToStrF(double value, TFloatFormat format, int precision, int digits, const TFormatSettings &fs);
-QString FloatToStr(double value);
-QString FloatToStr(double value, const TFormatSettings &fs);
-QString FormatFloat(const QString &format, double value);
-QString FormatFloat(const QString &format, double value, const TFormatSettings &fs);
+WN_EXPORT QString FloatToStrF(double value, TFloatFormat format, int precision, int digits);
+WN_EXPORT QString FloatToStrF(double value, TFloatFormat format, int precision, int digits,
+                              const TFormatSettings &fs);
+WN_EXPORT QString FloatToStr(double value);
+WN_EXPORT QString FloatToStr(double value, const TFormatSettings &fs);
+WN_EXPORT QString FormatFloat(const QString &format, double value);
+WN_EXPORT QString FormatFloat(const QString &format, double value, const TFormatSettings &fs);
 
 // printf-like formatting of %d %u %x %s %f %e %g %% with "-", width and precision.
 // A missing or unfitting argument throws EConvertError.
-QString Format(const QString &format, const QVariantList &args);
-QString Format(const QString &format, const QVariantList &args, const TFormatSettings &fs);
+WN_EXPORT QString Format(const QString &format, const QVariantList &args);
+WN_EXPORT QString Format(const QString &format, const QVariantList &args, const TFormatSettings &fs);
 
 // Text to numbers. The throwing forms raise EConvertError naming the text.
-bool TryStrToInt(const QString &text, std::int32_t &value);
-std::int32_t StrToInt(const QString &text);
-bool TryStrToFloat(const QString &text, double &value);
-bool TryStrToFloat(const QString &text, double &value, const TFormatSettings &fs);
-double StrToFloat(const QString &text);
-double StrToFloat(const QString &text, const TFormatSettings &fs);
+WN_EXPORT bool TryStrToInt(const QString &text, std::int32_t &value);
+WN_EXPORT std::int32_t StrToInt(const QString &text);
+WN_EXPORT bool TryStrToFloat(const QString &text, double &value);
+WN_EXPORT bool TryStrToFloat(const QString &text, double &value, const TFormatSettings &fs);
+WN_EXPORT double StrToFloat(const QString &text);
+WN_EXPORT double StrToFloat(const QString &text, const TFormatSettings &fs);
 
-QString IntToStr(std::int64_t value);
+WN_EXPORT QString IntToStr(std::int64_t value);
 // Removes leading and trailing characters up to and including the blank (controls too).
-QString Trim(const QString &text);
+WN_EXPORT QString Trim(const QString &text);
 // Upper-cases the ASCII letters a..z only.
-QString UpperCase(const QString &text);
+WN_EXPORT QString UpperCase(const QString &text);
 // ASCII case-insensitive comparison: < 0, 0 or > 0.
-int CompareText(const QString &a, const QString &b);
+WN_EXPORT int CompareText(const QString &a, const QString &b);
 // ShortDateFormat + " " + LongTimeFormat, without the time when it is midnight. An invalid
 // value stands for the runtime's day zero, 30 December 1899.
-QString DateTimeToStr(const QDateTime &dateTime);
-QString DateTimeToStr(const QDateTime &dateTime, const TFormatSettings &fs);
+WN_EXPORT QString DateTimeToStr(const QDateTime &dateTime);
+WN_EXPORT QString DateTimeToStr(const QDateTime &dateTime, const TFormatSettings &fs);
 
 } // namespace wn

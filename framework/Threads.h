@@ -4,6 +4,7 @@
 // thread; TSimpleEvent: a manual-reset event.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -27,7 +28,7 @@ enum TThreadPriority : std::uint8_t {
 
 enum TWaitResult : std::uint8_t { wrSignaled, wrTimeout, wrAbandoned, wrError };
 
-class TSimpleEvent
+class WN_EXPORT TSimpleEvent
 {
 public:
     explicit TSimpleEvent(bool initialState = false) : FSignaled(initialState) {}
@@ -49,7 +50,7 @@ private:
 //
 // A subclass whose Execute uses its own members must make sure the thread has ended before
 // those members go: its destructor calls TerminateAndWait() first.
-class TThread : public TObject
+class WN_EXPORT TThread : public TObject
 {
 public:
     TThread();

@@ -4,6 +4,7 @@
 // the screen cursor. Hosts may install their own; tests install TRecordingUiServices.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QString>
 #include <QStringList>
@@ -73,7 +74,7 @@ struct TFileDialogOptions {
     QString FileName;
 };
 
-class TUiServices
+class WN_EXPORT TUiServices
 {
 public:
     virtual ~TUiServices();
@@ -97,19 +98,19 @@ public:
 };
 
 // The installed services (the Qt implementation unless replaced).
-TUiServices &UiServices();
+WN_EXPORT TUiServices &UiServices();
 // Installs services (nullptr: the Qt implementation again); returns the previous ones. The
 // caller keeps ownership.
-TUiServices *SetUiServices(TUiServices *services);
+WN_EXPORT TUiServices *SetUiServices(TUiServices *services);
 
 // Splits a runtime filter ("Desc|*.a;*.b|...") into Qt's name filters ("Desc (*.a *.b)").
-QStringList FilterToNameFilters(const QString &filter);
+WN_EXPORT QStringList FilterToNameFilters(const QString &filter);
 // The default extension applied to a chosen name that has none.
-QString ApplyDefaultExt(const QString &fileName, const QString &defaultExt);
+WN_EXPORT QString ApplyDefaultExt(const QString &fileName, const QString &defaultExt);
 
 // Records every call and answers from scripted replies; for tests and headless hosts. Calls may
 // come from any thread; read the public lists only while no other thread calls in.
-class TRecordingUiServices : public TUiServices
+class WN_EXPORT TRecordingUiServices : public TUiServices
 {
 public:
     struct Call {
@@ -162,7 +163,7 @@ private:
 };
 
 // Installs a services object for the lifetime of a scope and restores the previous one.
-class TUiServicesScope
+class WN_EXPORT TUiServicesScope
 {
 public:
     explicit TUiServicesScope(TUiServices &services) : FPrevious(SetUiServices(&services)) {}

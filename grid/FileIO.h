@@ -9,6 +9,7 @@
 // throws: EInOutError when the file cannot be opened or created.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QFile>
 #include <QString>
@@ -29,7 +30,7 @@ constexpr std::uint16_t cFileIOLongID = 42;
 constexpr std::int32_t cFileIOWriteShort = -1;
 constexpr std::int32_t cFileIOReadShort = -2;
 
-class TFileIO : public TObject
+class WN_EXPORT TFileIO : public TObject
 {
 public:
     TFileIO();
@@ -129,11 +130,11 @@ private:
 // Appends the lines of a text file (UTF-8, or Windows-1252 when not valid UTF-8; LF or CR LF)
 // to Strings. With MaxLines not 0 it stops as soon as Strings holds MaxLines lines or more, so
 // a negative MaxLines adds nothing. Throws EInOutError when the file cannot be read.
-void TextFileToStrings(const QString &FileName, std::int32_t MaxLines, QStringList &Strings);
+WN_EXPORT void TextFileToStrings(const QString &FileName, std::int32_t MaxLines, QStringList &Strings);
 
 // Size := the size in bytes of the first file matching FileName (wildcards * and ? allowed in
 // the name part; directories count with size 0), 0 when nothing matches. Returns Size > 0.
 // Never throws.
-bool GetTextFilesize(const QString &FileName, std::int64_t &Size);
+WN_EXPORT bool GetTextFilesize(const QString &FileName, std::int64_t &Size);
 
 } // namespace wn

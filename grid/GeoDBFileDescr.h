@@ -6,13 +6,15 @@
 // EFOpenError. Damaged or truncated files give whatever their bytes hold, never more than the
 // description's own limits.
 
+#include "wn_export.h"
+
 #include <QString>
 
 namespace wn {
 
 // The description of a geo database file, in its current or its older form; empty if none.
-QString GeofileDescr(const QString &FileName);
+WN_EXPORT QString GeofileDescr(const QString &FileName);
 // The description of a situation file; empty if none.
-QString SituationfileDescr(const QString &FileName);
+WN_EXPORT QString SituationfileDescr(const QString &FileName);
 
 } // namespace wn

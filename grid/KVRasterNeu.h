@@ -5,6 +5,7 @@
 // answers the point query. File errors raise EInOutError carrying the OS error.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QFile>
 #include <QList>
@@ -40,7 +41,7 @@ enum TWertType : std::uint8_t { cwtNone, cwtByte, cwtSmallInt, cwtSingle };
 inline constexpr std::array<std::int32_t, 4> cWertSize = {0, 1, 2, 4};
 
 // Size of a value type as found in a file; a type byte outside the known types occupies nothing.
-std::int32_t WertSizeOf(std::uint8_t wertType);
+WN_EXPORT std::int32_t WertSizeOf(std::uint8_t wertType);
 
 // Section frame: the 3 bytes in front of every section.
 struct TrecInfo {
@@ -50,7 +51,7 @@ struct TrecInfo {
 
 // The grid structure record, payload of kGridStruct (67 bytes on disk). The two reserved areas
 // belong to the programs that write the files and are carried byte for byte.
-struct TrecRlkStruktur {
+struct WN_EXPORT TrecRlkStruktur {
     static constexpr int cSize = 67;
 
     std::uint16_t Columns = 0;
@@ -76,7 +77,7 @@ struct TrecRlkStruktur {
 };
 
 // Description of one channel or Z level: name, unit and the scaling of its stored values.
-class TInfoItem : public TObject
+class WN_EXPORT TInfoItem : public TObject
 {
 public:
     QString Name;
@@ -101,7 +102,7 @@ using TTaggedLines = QList<TTaggedLine>;
 
 // Reader and writer of one grid result file. Channels, columns and rows count from 1.
 // The cell size is computed once per object, so one object serves one grid layout.
-class TRKFile : public TObject
+class WN_EXPORT TRKFile : public TObject
 {
 public:
     explicit TRKFile(const QString &FileName);
@@ -227,13 +228,13 @@ private:
 };
 
 // Packs three channel numbers into the tag of a point-query line: H * 65536 + W1 * 256 + W2.
-std::int32_t GetSelTag(std::uint8_t H, std::uint8_t W1, std::uint8_t W2);
+WN_EXPORT std::int32_t GetSelTag(std::uint8_t H, std::uint8_t W1, std::uint8_t W2);
 // Unpacks a tag. W1 is not masked to one byte: the tag of an H line yields W1 = H * 256, so a
 // caller tests H first.
-void GetSelected(std::int32_t Tag, std::int32_t &H, std::int32_t &W1, std::int32_t &W2);
+WN_EXPORT void GetSelected(std::int32_t Tag, std::int32_t &H, std::int32_t &W1, std::int32_t &W2);
 
 // Scales Value into 1..1000 by steps of 1000 and puts the matching SI prefix (f .. T) in front
 // of Unit; values of 0 or below are left alone.
-void PrefixUnit(double &Value, QString &Unit);
+WN_EXPORT void PrefixUnit(double &Value, QString &Unit);
 
 } // namespace wn

@@ -8,6 +8,7 @@
 // and only an exception raised by a handler comes back out of ProcessLogEvents.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QString>
 #include <QVariantList>
@@ -46,7 +47,7 @@ using TLog_Event = std::function<void(const QString &FText, TLogStatus FArt, std
 // Where an error lies, attached to an event as AObj. The meaning of the two integer fields is
 // the caller's (an object number and a sub-kind, say); the log book writes the location only
 // when ObjNr >= 0.
-class TErrorHandler : public TObject
+class WN_EXPORT TErrorHandler : public TObject
 {
 public:
     TErrorHandler(double A, double B) : X(A), Y(B) {}
@@ -58,7 +59,7 @@ public:
 };
 
 // One queued event; owns its text, not AObj.
-class TLogEventData : public TObject
+class WN_EXPORT TLogEventData : public TObject
 {
 public:
     TLogEventData(const QString &AText, TLogStatus AArt, std::int32_t AHelpContext, std::int32_t AObjKey,
@@ -81,7 +82,7 @@ public:
 //   timer ... workers done;  Log_Event_Obj->ReleaseThreadLogEvent();
 // The calls do not nest: a second InitThreadLogEvent without a release saves the queued handler
 // itself.
-class TLog_Event_Obj : public TObject
+class WN_EXPORT TLog_Event_Obj : public TObject
 {
 public:
     TLog_Event_Obj();
@@ -131,33 +132,33 @@ private:
 // The slot every event goes through. It points at Log_Event_Obj->ErrorMsg as soon as the
 // library is loaded and is empty after the final LogEvent_Finalize. Assign it only while no other
 // thread raises events.
-extern TLog_Event KV_ELOG;
+extern WN_EXPORT TLog_Event KV_ELOG;
 // The one dispatcher; null after the final LogEvent_Finalize.
-extern TLog_Event_Obj *Log_Event_Obj;
+extern WN_EXPORT TLog_Event_Obj *Log_Event_Obj;
 
 // Process-wide stop flags that long computations poll, set from any thread. They read and
 // assign like plain Booleans (`if (rechenabbruch)`, `rechenabbruch = true;`) but every access is
 // atomic, so a worker polling a flag sees the GUI thread's write without any lock. To hand a
 // flag to code that wants a bool&, copy it (Log_Event_Ext does that for the caller's flags).
-extern std::atomic<bool> rechenabbruch;
-extern std::atomic<bool> UserBreaked;
+extern WN_EXPORT std::atomic<bool> rechenabbruch;
+extern WN_EXPORT std::atomic<bool> UserBreaked;
 // A switch that callers may consult to skip warnings; this unit never reads it.
-extern std::atomic<bool> SuppressWarnings;
+extern WN_EXPORT std::atomic<bool> SuppressWarnings;
 
 // Raises KV_ELOG(Text, Art, 0, 0, nullptr) carrying the caller's stop flags: Abbruch and
 // UserBreak are copied into rechenabbruch and UserBreaked before the call and back after it, so a
 // handler that sets the globals reaches the caller's own flags.
-void Log_Event_Ext(const QString &Text, TLogStatus Art, bool &Abbruch, bool &UserBreak);
+WN_EXPORT void Log_Event_Ext(const QString &Text, TLogStatus Art, bool &Abbruch, bool &UserBreak);
 
 // Format(Fmt, Args) that never throws: when formatting fails, the exception's message goes out
 // as one clog_warning event and Fmt comes back unformatted.
-QString MyFormat(const QString &Fmt, const QVariantList &Args);
+WN_EXPORT QString MyFormat(const QString &Fmt, const QVariantList &Args);
 
 // The unit's start-up and clean-up, reference counted: only the first start-up creates
 // Log_Event_Obj and points KV_ELOG at its ErrorMsg, only the matching last clean-up frees it
 // (with any undelivered events) and empties KV_ELOG. Loading the library performs one start-up
 // and unloading it the matching clean-up.
-void LogEvent_Initialize();
-void LogEvent_Finalize();
+WN_EXPORT void LogEvent_Initialize();
+WN_EXPORT void LogEvent_Finalize();
 
 } // namespace wn

@@ -5,12 +5,13 @@
 // The owner hears of a click through OnBeforeOnClick (old position) and OnClick (new position).
 
 #include "navigators/navUnit.h"
+#include "wn_export.h"
 
 #include <cstdint>
 
 namespace wn {
 
-class TItemNavigator : public TNavigator
+class WN_EXPORT TItemNavigator : public TNavigator
 {
     Q_OBJECT
     // None of these has a default: all are always written.

@@ -1,5 +1,5 @@
 #include "navigators/PlayNavi.h"
-#include "navigators/NavFocus.h"
+#include "navigators/NavFocus_p.h"
 
 #include "framework/Bitmaps.h"
 #include "framework/Graphics.h"

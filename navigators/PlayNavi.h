@@ -6,6 +6,7 @@
 
 #include "framework/Classes.h"
 #include "framework/ComponentState.h"
+#include "wn_export.h"
 
 #include <QImage>
 #include <QRect>
@@ -27,14 +28,14 @@ using EMPNotify = std::function<void(QObject *Sender, TMPBtnType Button)>;
 
 // Width of one button, borders included, when `count` buttons share `width` pixels with their
 // neighbours' 1-pixel borders overlapping.
-int PlayButtonWidth(int width, int count);
+WN_EXPORT int PlayButtonWidth(int width, int count);
 // The size the bar takes for `size`: the width snapped to whole buttons but not below the
 // minimum button width, the height not below the minimum height.
-QSize PlayAdjustedSize(QSize size, int count, int minButtonWidth, int minHeight);
+WN_EXPORT QSize PlayAdjustedSize(QSize size, int count, int minButtonWidth, int minHeight);
 // The visible button under x (a shared border belongs to the left button), or -1.
-int PlayButtonAt(int x, const std::array<bool, MPButtonCount> &visible, int buttonWidth);
+WN_EXPORT int PlayButtonAt(int x, const std::array<bool, MPButtonCount> &visible, int buttonWidth);
 
-class TPlayButtons : public QWidget, public TComponentState
+class WN_EXPORT TPlayButtons : public QWidget, public TComponentState
 {
     Q_OBJECT
 

@@ -9,6 +9,7 @@
 #include "framework/Classes.h"
 #include "framework/ComponentState.h"
 #include "framework/SpeedButton.h"
+#include "wn_export.h"
 
 #include <QFrame>
 #include <QPoint>
@@ -60,15 +61,16 @@ struct TNavLayout {
     int ButtonWidth = 0;
     std::array<QRect, NavButtonCount> Buttons;
 };
-TNavLayout NavLayout(int W, int H, TButtonSet visible, bool aligned, QPoint minButton, QSize control);
+WN_EXPORT TNavLayout NavLayout(int W, int H, TButtonSet visible, bool aligned, QPoint minButton,
+                               QSize control);
 
 // The resource word of a button's glyph bitmap ("n_" + word); "JNext" is mixed case as it always
 // was, resource names being case-insensitive.
-QString NavGlyphWord(TNavigateBtn button);
+WN_EXPORT QString NavGlyphWord(TNavigateBtn button);
 
 class TNavigator;
 
-class TNavButton : public TSpeedButton
+class WN_EXPORT TNavButton : public TSpeedButton
 {
     Q_OBJECT
 
@@ -87,7 +89,7 @@ private:
     TNavigator *FNavigator;
 };
 
-class TNavigator : public QFrame, public TComponentState
+class WN_EXPORT TNavigator : public QFrame, public TComponentState
 {
     Q_OBJECT
     // Default NavDefaultButtons.

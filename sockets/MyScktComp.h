@@ -17,6 +17,7 @@
 #include "framework/ComponentState.h"
 #include "framework/Exceptions.h"
 #include "framework/Threads.h"
+#include "wn_export.h"
 
 #include <QIODevice>
 #include <QObject>
@@ -114,19 +115,19 @@ enum TErrorEvent : std::uint8_t { eeGeneral, eeSend, eeReceive, eeConnect, eeDis
 
 // The unit's texts. Arguments: sWindowsSocketError (system text, code, operation),
 // sAsyncSocketError (code), sSocketIOError (sSocketRead or sSocketWrite, code, system text).
-extern const QString sWindowsSocketError;
-extern const QString sAsyncSocketError;
-extern const QString sNoAddress;
-extern const QString sCannotListenOnOpen;
-extern const QString sCannotCreateSocket;
-extern const QString sSocketAlreadyOpen;
-extern const QString sCantChangeWhileActive;
-extern const QString sSocketMustBeBlocking;
-extern const QString sSocketIOError;
-extern const QString sSocketRead;
-extern const QString sSocketWrite;
+extern WN_EXPORT const QString sWindowsSocketError;
+extern WN_EXPORT const QString sAsyncSocketError;
+extern WN_EXPORT const QString sNoAddress;
+extern WN_EXPORT const QString sCannotListenOnOpen;
+extern WN_EXPORT const QString sCannotCreateSocket;
+extern WN_EXPORT const QString sSocketAlreadyOpen;
+extern WN_EXPORT const QString sCantChangeWhileActive;
+extern WN_EXPORT const QString sSocketMustBeBlocking;
+extern WN_EXPORT const QString sSocketIOError;
+extern WN_EXPORT const QString sSocketRead;
+extern WN_EXPORT const QString sSocketWrite;
 
-class ESocketError : public Exception
+class WN_EXPORT ESocketError : public Exception
 {
 public:
     using Exception::Exception;
@@ -153,33 +154,33 @@ using TThreadNotifyEvent = std::function<void(TObject *Sender, TServerClientThre
 using TSocketErrorProc = void (*)(std::int32_t ErrorCode);
 
 // Installs ErrorProc (nullptr removes it) and returns the one installed before.
-TSocketErrorProc SetErrorProc(TSocketErrorProc ErrorProc);
+WN_EXPORT TSocketErrorProc SetErrorProc(TSocketErrorProc ErrorProc);
 // The check every socket call of the unit goes through. ResultCode 0 returns 0. Otherwise the
 // calling thread's last socket error is read: would-block is returned as it is; else the error
 // procedure is called when one is installed, or ESocketError (sWindowsSocketError with Op) is
 // raised. Returns the error code.
-std::int32_t CheckSocketResult(std::int32_t ResultCode, const QString &Op);
+WN_EXPORT std::int32_t CheckSocketResult(std::int32_t ResultCode, const QString &Op);
 
 // The Winsock-style layer the unit sits on: start-up counting, the last socket error of the
 // calling thread (as the model's number), error texts and the asynchronous-select emulation.
 namespace winsock {
 // Start-up/clean-up pair of a socket object; WSACleanup without a matching start-up fails.
-int WSAStartup();
-int WSACleanup();
+WN_EXPORT int WSAStartup();
+WN_EXPORT int WSACleanup();
 // Start-ups not yet balanced by a clean-up, process-wide.
-int StartupCount();
-int WSAGetLastError();
-void WSASetLastError(int code);
+WN_EXPORT int StartupCount();
+WN_EXPORT int WSAGetLastError();
+WN_EXPORT void WSASetLastError(int code);
 // The model's number for a POSIX errno (unknown errno values are passed through).
-int ErrnoToError(int errnoValue);
+WN_EXPORT int ErrnoToError(int errnoValue);
 // The system's text for a model error number.
-QString SysErrorMessage(int code);
+WN_EXPORT QString SysErrorMessage(int code);
 // Threads currently resolving a name or service asynchronously.
-int PendingLookups();
+WN_EXPORT int PendingLookups();
 // accept() that re-arms FD_ACCEPT of the listening socket; INVALID_SOCKET on failure.
-TSocket AcceptConnection(TSocket Listener);
+WN_EXPORT TSocket AcceptConnection(TSocket Listener);
 // Switches a handle between blocking and non-blocking mode; 0 or SOCKET_ERROR.
-int SetBlocking(TSocket Socket, bool Blocking);
+WN_EXPORT int SetBlocking(TSocket Socket, bool Blocking);
 } // namespace winsock
 
 // The message records of the hidden notification object.
@@ -201,7 +202,7 @@ struct TCMLookupComplete {
 
 // One socket with everything client and server sockets share. Non-blocking sockets must be
 // used from the thread that owns their notification object (GetHandle).
-class TCustomWinSocket : public TObject
+class WN_EXPORT TCustomWinSocket : public TObject
 {
 public:
     explicit TCustomWinSocket(TSocket ASocket);
@@ -317,7 +318,7 @@ private:
     bool FClient = false;
 };
 
-class TClientWinSocket : public TCustomWinSocket
+class WN_EXPORT TClientWinSocket : public TCustomWinSocket
 {
 public:
     using TCustomWinSocket::TCustomWinSocket;
@@ -330,7 +331,7 @@ private:
 };
 
 // One accepted connection of a server.
-class TServerClientWinSocket : public TCustomWinSocket
+class WN_EXPORT TServerClientWinSocket : public TCustomWinSocket
 {
 public:
     TServerClientWinSocket(TSocket Socket, TServerWinSocket *ServerWinSocket);
@@ -341,7 +342,7 @@ private:
     TServerWinSocket *FServerWinSocket;
 };
 
-class TServerAcceptThread : public TThread
+class WN_EXPORT TServerAcceptThread : public TThread
 {
 public:
     TServerAcceptThread(bool CreateSuspended, TServerWinSocket *ASocket);
@@ -360,7 +361,7 @@ private:
 // A worker of a thread-blocking server. It serves one connection at a time and, when it is
 // kept in the server's cache, waits for the next one afterwards. Descendants override
 // ClientExecute to serve their own protocol.
-class TServerClientThread : public TThread
+class WN_EXPORT TServerClientThread : public TThread
 {
 public:
     // Frees itself when it ends. A descendant that overrides ClientExecute passes
@@ -410,7 +411,7 @@ private:
 };
 
 // The listening socket of a server, with its connections and (thread-blocking) its threads.
-class TServerWinSocket : public TCustomWinSocket
+class WN_EXPORT TServerWinSocket : public TCustomWinSocket
 {
 public:
     explicit TServerWinSocket(TSocket ASocket);
@@ -478,7 +479,7 @@ private:
 };
 
 // Base of the socket components: the persisted connection settings and the Active state.
-class TAbstractSocket : public QObject, public TObject, public TComponentState
+class WN_EXPORT TAbstractSocket : public QObject, public TObject, public TComponentState
 {
     Q_OBJECT
 public:
@@ -518,7 +519,7 @@ private:
 };
 
 // Adds the user-facing event slots; each is called with (the component, the core socket).
-class TCustomSocket : public TAbstractSocket
+class WN_EXPORT TCustomSocket : public TAbstractSocket
 {
     Q_OBJECT
 public:
@@ -540,7 +541,7 @@ protected:
 };
 
 // The client component. None of its properties has a declared default.
-class TWNClientSocket : public TCustomSocket
+class WN_EXPORT TWNClientSocket : public TCustomSocket
 {
     Q_OBJECT
     Q_PROPERTY(bool Active READ Active WRITE SetActive)
@@ -565,7 +566,7 @@ private:
 };
 
 // The server component's behaviour: forwards the server core's settings and events.
-class TCustomServerSocket : public TCustomSocket
+class WN_EXPORT TCustomServerSocket : public TCustomSocket
 {
     Q_OBJECT
 public:
@@ -602,7 +603,7 @@ private:
 };
 
 // The server component. ThreadCacheSize defaults to 10; the other properties have no default.
-class TWNServerSocket : public TCustomServerSocket
+class WN_EXPORT TWNServerSocket : public TCustomServerSocket
 {
     Q_OBJECT
     Q_PROPERTY(bool Active READ Active WRITE SetActive)
@@ -617,7 +618,7 @@ public:
 // Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds. Read
 // returns 0 when nothing came in time (or the peer closed; WaitForData tells them apart), Write
 // the bytes the socket took in time. The socket's lock is held across each transfer.
-class TWinSocketStream : public QIODevice
+class WN_EXPORT TWinSocketStream : public QIODevice
 {
     Q_OBJECT
 public:

@@ -5,7 +5,7 @@
 #include "framework/SysUtils.h"
 #include "framework/UiServices.h"
 #include "grid/GeoDBFileDescr.h"
-#include "util/KVUtilPlatform.h"
+#include "util/KVUtilPlatform_p.h"
 #include "util/MyIniFiles.h"
 
 #include <QDir>

@@ -9,6 +9,8 @@
 // missing file and whatever they could read from a short or damaged one; a file that exists but
 // cannot be opened raises EFOpenError (EInOutError for a ".RES" file that cannot be read).
 
+#include "wn_export.h"
+
 #include <QIcon>
 #include <QString>
 #include <QStringList>
@@ -23,11 +25,11 @@ namespace wn {
 constexpr std::int32_t faDirectory = 16;
 
 // The text of the overwrite question; %s: the extension and the command it is linked with now.
-extern const char *const SLinkOverwriteQuestion;
+extern WN_EXPORT const char *const SLinkOverwriteQuestion;
 
 // What the shell routines ask of the desktop. The default one follows the freedesktop.org
 // conventions (shared-mime-info, desktop entries, mimeapps.list, the XDG trash).
-class TShellPlatform
+class WN_EXPORT TShellPlatform
 {
 public:
     virtual ~TShellPlatform();
@@ -52,52 +54,52 @@ public:
 };
 
 // The installed platform (the freedesktop one unless replaced).
-TShellPlatform &ShellPlatform();
+WN_EXPORT TShellPlatform &ShellPlatform();
 // Installs a platform (nullptr: the default again); returns the previous one. The caller keeps
 // ownership.
-TShellPlatform *SetShellPlatform(TShellPlatform *platform);
+WN_EXPORT TShellPlatform *SetShellPlatform(TShellPlatform *platform);
 
 // Links the extension Ext (".xyz") with a file type. When Ext is already linked with another
 // command (compared ignoring case), the user is asked first and nothing changes unless the
 // answer is yes.
-void RegisterLink(const QString &Ext, const QString &FileType, const QString &Description,
-                  const QString &Command, const QString &Icon);
+WN_EXPORT void RegisterLink(const QString &Ext, const QString &FileType, const QString &Description,
+                            const QString &Command, const QString &Icon);
 // The icons of a file, 32 x 32 (large) and 16 x 16 (small). Attr holds faDirectory for
 // folders. Never null when a GUI application exists.
-void GetFileIcons(const QString &FileName, const QString &Ext, std::int32_t Attr, QIcon &LargeIcon,
-                  QIcon &SmallIcon);
+WN_EXPORT void GetFileIcons(const QString &FileName, const QString &Ext, std::int32_t Attr, QIcon &LargeIcon,
+                            QIcon &SmallIcon);
 // Sends the files to the recycle bin; true when all of them went.
-bool RecycleFiles(const QStringList &List);
+WN_EXPORT bool RecycleFiles(const QStringList &List);
 // Lets every widget below Owner paint its own background instead of showing its parent's.
-void SwitchOffParentBackGround(QObject *Owner);
+WN_EXPORT void SwitchOffParentBackGround(QObject *Owner);
 
 // The key that groups file names of one kind: the lower-cased extension with its point
 // (".txt"); "rpdg" for names beginning with rpdg; for numbered extensions (".001") the
 // lower-cased name up to its first point.
-QString GetFileType(const QString &FileName);
+WN_EXPORT QString GetFileType(const QString &FileName);
 // The result-description file of a grid file: in the same folder, the first name (in name
 // order, letter case ignored) that matches "R???" + the grid name's fifth character up to its
 // extension + ".RES"; empty if none.
-QString GetCorrespondingResFile(const QString &FileName);
+WN_EXPORT QString GetCorrespondingResFile(const QString &FileName);
 
 // The description of FileName, chosen by Ext: an extension with its point or, for numbered
 // files, a name prefix as GetFileType gives it.
-void GetFileDescription(const QString &FileName, const QString &Ext, QString &Description);
+WN_EXPORT void GetFileDescription(const QString &FileName, const QString &Ext, QString &Description);
 
 // Readers for one file family each.
-void GetRESFileDescription(const QString &FileName, QString &Description);
+WN_EXPORT void GetRESFileDescription(const QString &FileName, QString &Description);
 // The trimmed lines joined with "; ", cut to 80 characters.
-void GetTXTFileDescription(const QString &FileName, QString &Description);
+WN_EXPORT void GetTXTFileDescription(const QString &FileName, QString &Description);
 // Prefix: "RLK_", "RMK_", "TLK_" or "GRID"; other prefixes give no description.
-void GetRLKFileDescription(const QString &FileName, const QString &Prefix, QString &Description);
-void GetGMFileDescription(const QString &FileName, QString &Description);
+WN_EXPORT void GetRLKFileDescription(const QString &FileName, const QString &Prefix, QString &Description);
+WN_EXPORT void GetGMFileDescription(const QString &FileName, QString &Description);
 // Convert: the text is in the OEM code page.
-void GetV4FileDescription(const QString &FileName, QString &Description, bool Convert);
-void GetSGFFileDescription(const QString &FileName, QString &Description);
+WN_EXPORT void GetV4FileDescription(const QString &FileName, QString &Description, bool Convert);
+WN_EXPORT void GetSGFFileDescription(const QString &FileName, QString &Description);
 // True when the file has a header record followed by a comment record, the description.
-bool GetListDescription(const QString &FileName, QString &Description);
+WN_EXPORT bool GetListDescription(const QString &FileName, QString &Description);
 
 // The extensions (upper-case, with point) of the list files whose description is their comment.
-const QStringList &ListFileExtensions();
+WN_EXPORT const QStringList &ListFileExtensions();
 
 } // namespace wn

@@ -1,7 +1,7 @@
 // The shell platform of freedesktop.org desktops: associations as shared-mime-info packages,
 // desktop entries and mimeapps.list defaults of the current user; icons from the desktop
 // theme; the XDG trash.
-#include "util/KVUtilPlatform.h"
+#include "util/KVUtilPlatform_p.h"
 
 #include <QApplication>
 #include <QDir>

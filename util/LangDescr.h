@@ -3,6 +3,7 @@
 // and settings, the Windows language identifier and a display name from Qt's locale data.
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QString>
 
@@ -12,7 +13,7 @@
 
 namespace wn {
 
-class TLangDescr : public TObject
+class WN_EXPORT TLangDescr : public TObject
 {
 public:
     // Name is the English name of the language, with the territory for a regional sub-language
@@ -28,7 +29,7 @@ public:
 };
 
 // The fixed table of the suite's languages, in its order. Callers search it themselves.
-class TLangDescrList : public TObject
+class WN_EXPORT TLangDescrList : public TObject
 {
 public:
     TLangDescrList();

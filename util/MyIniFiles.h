@@ -6,6 +6,7 @@
 
 #include "framework/Classes.h"
 #include "framework/CodePages.h"
+#include "wn_export.h"
 
 #include <QString>
 #include <QStringList>
@@ -15,7 +16,7 @@
 
 namespace wn {
 
-class TMyIniFile : public TObject
+class WN_EXPORT TMyIniFile : public TObject
 {
 public:
     // Reads FileName when it exists; a read error propagates (EInOutError).
@@ -70,9 +71,9 @@ private:
 };
 
 // C:\data\plot.ini gives C:\data\plot.~ini; a name without extension gets ".~" appended.
-QString Make_BackUp_FileName(const QString &FileName);
+WN_EXPORT QString Make_BackUp_FileName(const QString &FileName);
 // Moves an existing file to its backup name, replacing an older backup. False when the file
 // does not exist or the rename fails.
-bool Existing_File_To_BackUp_File(const QString &FileName);
+WN_EXPORT bool Existing_File_To_BackUp_File(const QString &FileName);
 
 } // namespace wn

@@ -7,6 +7,7 @@
 // turns into a message. Positive codes are notices (the returned value is still usable).
 
 #include "framework/Classes.h"
+#include "wn_export.h"
 
 #include <QChar>
 #include <QString>
@@ -29,7 +30,7 @@ struct TrecStrPart {
     QString Str;
 };
 
-class TStringFormat : public TObject
+class WN_EXPORT TStringFormat : public TObject
 {
 public:
     // Parses the format; clears any sort string, so SetSortStr follows every initialisation.

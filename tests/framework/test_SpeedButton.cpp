@@ -3,7 +3,7 @@
 #include "framework/Graphics.h"
 #include "framework/SpeedButton.h"
 
-#include "NavTestSupport.h"
+#include "WidgetTestSupport.h"
 
 using namespace wn;
 
@@ -21,18 +21,18 @@ TEST(SpeedButton, GlyphByStateSunkenDownFaceAndFlatBorder)
     button.SetNumGlyphs(2);
     const QRgb highlight = ColorToQColor(clBtnHighlight, button.palette()).rgb();
 
-    const QImage up = wn::test::Picture(button, "speedbutton_up");
+    const QImage up = wn::test::SavePicture(button, "framework", "speedbutton_up");
     EXPECT_EQ(up.pixel(5, 4), qRgb(0, 0, 0));
     EXPECT_EQ(up.pixel(0, 0), highlight);
     button.setDown(true);
-    const QImage down = wn::test::Picture(button, "speedbutton_down");
+    const QImage down = wn::test::SavePicture(button, "framework", "speedbutton_down");
     EXPECT_EQ(down.pixel(6, 5), qRgb(0, 0, 0));
     EXPECT_EQ(down.pixel(11, 8), highlight);
 
     // Disabled, only the glyph changes: to the second picture, or engraved from the only one.
     button.setDown(false);
     button.SetEnabled(false);
-    const QImage disabled = wn::test::Picture(button, "speedbutton_disabled");
+    const QImage disabled = wn::test::SavePicture(button, "framework", "speedbutton_disabled");
     for (const QPoint p : {QPoint(0, 0), QPoint(11, 8), QPoint(10, 7), QPoint(2, 6), QPoint(4, 3)})
         EXPECT_EQ(disabled.pixel(p), up.pixel(p)) << p.x() << "," << p.y();
     EXPECT_EQ(disabled.pixel(6, 4), qRgb(128, 128, 128));
@@ -41,6 +41,6 @@ TEST(SpeedButton, GlyphByStateSunkenDownFaceAndFlatBorder)
 
     // A flat button shows no border until it is pressed.
     button.SetFlat(true);
-    const QImage flat = wn::test::Picture(button, "speedbutton_flat");
+    const QImage flat = wn::test::SavePicture(button, "framework", "speedbutton_flat");
     EXPECT_EQ(flat.pixel(0, 0), ColorToQColor(clBtnFace, button.palette()).rgb());
 }
