@@ -4,6 +4,7 @@
 // OnUpClick or OnDownClick; pressing a button gives the keyboard focus to the focus control,
 // since the buttons never take it themselves.
 
+#include "framework/Classes.h"
 #include "framework/SpeedButton.h"
 #include "wn_export.h"
 
@@ -11,11 +12,7 @@
 #include <QSize>
 #include <QWidget>
 
-#include <functional>
-
 namespace wn {
-
-using TNotifyEvent = std::function<void(QObject *Sender)>;
 
 // The size of the arrow drawn on one half of a spin button of `button` size: the widest odd
 // width that keeps two pixels of bevel and two of air on either side and fits the half's height
