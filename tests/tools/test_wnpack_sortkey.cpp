@@ -35,6 +35,8 @@ TEST_F(SortKeyTool, NumbersFromStdinSortedStablyOrIncremented)
     EXPECT_EQ(run.Status, 0);
     // B9 and B09 have the same sort string and keep their input order.
     EXPECT_EQ(run.Out, "7\nA1\nB9\nB09\nB10\n");
+    // A separator standing alone keeps the width: ".3" and "5" are laid out alike.
+    EXPECT_EQ(RunSortKey({".00", "--sorted", ".3", "5", ".9", "1"}).Out, "1\n.3\n5\n.9\n");
     // Numbers may look like options after "--".
     EXPECT_EQ(RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"}).Out,
               "B09x\tB10x\t0\nA99\tA100\t-7\nabc\tabc\t-6\n--7\t--8\t0\n");
