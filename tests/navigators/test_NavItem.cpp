@@ -5,6 +5,8 @@
 
 #include "NavTestSupport.h"
 
+#include <functional>
+
 using namespace wn;
 using wn::test::THostedControl;
 
@@ -187,4 +189,32 @@ TEST(ItemNavigator, ChangedStateDisabledControlAndJumpStep)
     }
     nav.SetItemsCount(100);
     EXPECT_EQ(nav.JumpCount(), 3);
+}
+
+TEST(ItemNavigator, ButtonsFollowEveryWayOfEnabling)
+{
+    using TSwitch = std::function<void(TItemNavigator &, bool)>;
+    const std::pair<const char *, TSwitch> ways[] = {
+        {"SetEnabled", [](TItemNavigator &n, bool on) { n.SetEnabled(on); }},
+        {"setEnabled", [](TItemNavigator &n, bool on) { n.setEnabled(on); }},
+        {"setDisabled", [](TItemNavigator &n, bool on) { n.setDisabled(!on); }},
+        {"enabled property", [](TItemNavigator &n, bool on) { n.setProperty("enabled", on); }},
+    };
+    for (const auto &[name, turn] : ways) {
+        TItemNavigator nav;
+        WithItems(nav, 5, 4);
+        turn(nav, false);
+        EXPECT_EQ(Enabled(nav), "--------E--R") << name;
+        nav.SetItemIndex(2);
+        turn(nav, true);
+        EXPECT_EQ(Enabled(nav), "FBPNJLIDE--R") << name;
+    }
+    // A parent's switch leaves the own flag, and with it the changed state, alone.
+    QWidget parent;
+    auto *nav = new TItemNavigator(&parent);
+    WithItems(*nav, 5, 4).SetItemChanged(true);
+    parent.setEnabled(false);
+    parent.setEnabled(true);
+    EXPECT_TRUE(nav->ItemChanged());
+    EXPECT_EQ(Enabled(*nav), "FBP---IDESCR");
 }
