@@ -103,9 +103,10 @@ std::vector<Token> Tokens(const QString &s)
     return tokens;
 }
 
+// A lone separator is its separator alone, filled or not.
 QString Filler(const Token &part)
 {
-    return QString(part.Text.size(), part.Type == 1 ? u'0' : u'-') +
+    return QString(part.Type == 0 ? 0 : part.Text.size(), part.Type == 1 ? u'0' : u'-') +
            (part.Sep.isNull() ? QString() : part.Sep);
 }
 
@@ -146,8 +147,11 @@ Outcome SortKey(const QString &format, const QString &sort, const QString &numbe
             return {out, -7};
         const QString fill(pad, part.Type == 1 ? u'0' : u'-');
         const bool fillAtEnd = part.Type == 1 && (part.Text[0] == u'1' || part.Text[0] == u'9');
-        out +=
-            (fillAtEnd ? token.Text + fill : fill + token.Text) + (part.Sep.isNull() ? QString() : part.Sep);
+        if (part.Type == 0)
+            out += Filler(part);
+        else
+            out += (fillAtEnd ? token.Text + fill : fill + token.Text) +
+                   (part.Sep.isNull() ? QString() : part.Sep);
         // A separator behind the last part is left to the check for a number longer than the format.
         if (!token.Sep.isNull() && token.Sep != part.Sep && i + 1 < n) {
             do {
