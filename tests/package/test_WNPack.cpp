@@ -3,9 +3,11 @@
 
 #include "package/WNPack.h"
 
+#include "framework/Bitmaps.h"
 #include "framework/Exceptions.h"
 #include "logging/LogEvent.h"
 
+#include <QImage>
 #include <QMetaObject>
 #include <gtest/gtest.h>
 
@@ -17,10 +19,10 @@ using namespace wn;
 namespace {
 
 const QStringList ListedUnits = {
-    "WNPack",   "KVUtil",    "GeoDBFileDescr", "SysInit",          "KVRasterNeu", "LogEvent",
-    "MyScktComp", "LangDescr", "KVLogBook",    "MyIniFiles",       "NoSortFormat", "KVLib_TLB",
-    "FileIO",   "NavItem",   "navUnit",        "PlayNavi",         "CopyToClipBrdFrm", "ValueGrid",
-    "FarbArr",  "FLView",    "Floatedit",      "KFarbArr",         "gFarbDia",    "SpinEdit"};
+    "WNPack",     "KVUtil",    "GeoDBFileDescr", "SysInit",    "KVRasterNeu",      "LogEvent",
+    "MyScktComp", "LangDescr", "KVLogBook",      "MyIniFiles", "NoSortFormat",     "KVLib_TLB",
+    "FileIO",     "NavItem",   "navUnit",        "PlayNavi",   "CopyToClipBrdFrm", "ValueGrid",
+    "FarbArr",    "FLView",    "Floatedit",      "KFarbArr",   "gFarbDia",         "SpinEdit"};
 
 QStringList Reversed(QStringList list)
 {
@@ -130,8 +132,8 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
 {
     using Row = std::pair<QString, QString>; // unit, class
     const std::vector<Row> listed = {
-        {"SpinEdit", "TSpinEditReal"},   {"FarbArr", "TFarbArray"},   {"Floatedit", "TFloatEdit"},
-        {"navUnit", "TNavigator"},       {"PlayNavi", "TPlayButtons"}, {"NavItem", "TItemNavigator"},
+        {"SpinEdit", "TSpinEditReal"},     {"FarbArr", "TFarbArray"},         {"Floatedit", "TFloatEdit"},
+        {"navUnit", "TNavigator"},         {"PlayNavi", "TPlayButtons"},      {"NavItem", "TItemNavigator"},
         {"MyScktComp", "TWNClientSocket"}, {"MyScktComp", "TWNServerSocket"},
     };
     std::vector<Row> registered;
@@ -145,7 +147,25 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
     QStringList units;
     for (const TUnitRegistration &r : GetRegistrationTable())
         units << QString::fromLatin1(r.UnitName);
-    EXPECT_EQ(units, QStringList({"SpinEdit", "FarbArr", "Floatedit", "navUnit", "PlayNavi", "NavItem", "MyScktComp"}));
+    EXPECT_EQ(units, QStringList({"SpinEdit", "FarbArr", "Floatedit", "navUnit", "PlayNavi", "NavItem",
+                                  "MyScktComp"}));
     // A Register procedure called outside the designer's run has nowhere to register.
     EXPECT_THROW(GetRegistrationTable().front().Register(), Exception);
+}
+
+TEST(PackageRegistration, ThePaletteComponentsHaveTheirPictures)
+{
+    const struct {
+        const char *Name;
+        bool Has;
+    } pictures[] = {
+        {"TWNCLIENTSOCKET", true}, {"TWNSERVERSOCKET", true}, {"TFARBARRAY", true},
+        {"TFARBDIALOG", true},     {"TFARBFELD", true},       {"TFILELISTVIEW", true},
+        {"TFLOATEDIT", true},      {"TNAVIGATOR", true},      {"TSPINEDITREAL", true},
+        {"TVALUEGRID", true},      {"TKVFILEOPENDLG", true},  {"TPLAYBUTTONS", false},
+        {"TITEMNAVIGATOR", false}, {"TKVLOGBOOK", false},
+    };
+    for (const auto &p : pictures) {
+        EXPECT_EQ(LoadBitmap(QLatin1String(p.Name)).size(), p.Has ? QSize(24, 24) : QSize(0, 0)) << p.Name;
+    }
 }

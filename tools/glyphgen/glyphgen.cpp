@@ -456,7 +456,8 @@ QImage PalValueGrid()
             if (selected)
                 c.Fill(cellX[col], cellY[row], cellX[col] + 4, cellY[row] + 2, 'n');
             const int length = 2 + (row + col) % 2;
-            c.Fill(cellX[col] + 4 - length, cellY[row] + 1, cellX[col] + 3, cellY[row] + 1, selected ? 'w' : 'k');
+            c.Fill(cellX[col] + 4 - length, cellY[row] + 1, cellX[col] + 3, cellY[row] + 1,
+                   selected ? 'w' : 'k');
         }
     return c.Img;
 }
@@ -606,6 +607,25 @@ QImage PalServerSocket()
     return c.Img;
 }
 
+// A file-open dialog: title bar, an open yellow folder above a list of files, and a button.
+QImage PalFileOpenDlg()
+{
+    Canvas c;
+    c.Fill(0, 1, 23, 22, 'k');
+    c.Fill(1, 2, 22, 21, 'l');
+    c.Fill(1, 2, 22, 5, 'n');
+    c.Fill(3, 3, 10, 4, 'w');
+    c.Map(19, 3, {"k.k", ".k.", "k.k"});
+    c.Map(3, 7, {"ooo......", "oyyoooooo", "oyyyyyyyo", "oyyyyyyyo", "ooooooooo"});
+    c.Fill(2, 13, 21, 20, 'k');
+    c.Fill(3, 14, 20, 19, 'w');
+    for (int y : {15, 18})
+        c.Fill(4, y, 12, y, 'k');
+    c.Raised(15, 7, 21, 11);
+    c.Frame(14, 6, 22, 12, 'k');
+    return c.Img;
+}
+
 // Form designer's picture for a component without one: a grey component block.
 QImage PalDefault()
 {
@@ -717,11 +737,18 @@ int main(int argc, char **argv)
 
     // Named by the component's class in upper case, as the form designer looks them up.
     const std::pair<const char *, QImage> palette[] = {
-        {"TWNCLIENTSOCKET", PalClientSocket()}, {"TWNSERVERSOCKET", PalServerSocket()},
-        {"TFARBARRAY", PalFarbArray()},         {"TFARBDIALOG", PalFarbDialog()},
-        {"TFARBFELD", PalFarbFeld()},           {"TFILELISTVIEW", PalFileListView()},
-        {"TFLOATEDIT", PalFloatEdit()},         {"TNAVIGATOR", PalNavigator()},
-        {"TSPINEDITREAL", PalSpinEditReal()},   {"TVALUEGRID", PalValueGrid()},
+        {"TWNCLIENTSOCKET", PalClientSocket()},
+        {"TWNSERVERSOCKET", PalServerSocket()},
+        {"TFARBARRAY", PalFarbArray()},
+        {"TFARBDIALOG", PalFarbDialog()},
+        {"TFARBFELD", PalFarbFeld()},
+        {"TFILELISTVIEW", PalFileListView()},
+        {"TFLOATEDIT", PalFloatEdit()},
+        {"TNAVIGATOR", PalNavigator()},
+        {"TSPINEDITREAL", PalSpinEditReal()},
+        {"TVALUEGRID", PalValueGrid()},
+        // A component of the host product's own, not of this package, whose picture travels here.
+        {"TKVFILEOPENDLG", PalFileOpenDlg()},
     };
     QStringList paletteFiles;
     for (const auto &[name, img] : palette)
