@@ -32,30 +32,18 @@ void NoWork() {}
 // The units in the package's order. The socket unit has nothing to do here: every socket object
 // makes its own start-up and clean-up call.
 constexpr std::array<TUnitWork, 24> Units{{
-    {"WNPack", &NoWork, &NoWork},
-    {"KVUtil", &NoWork, &NoWork},
-    {"GeoDBFileDescr", &NoWork, &NoWork},
-    {"SysInit", &NoWork, &NoWork},
-    {"KVRasterNeu", &NoWork, &NoWork},
-    {"LogEvent", &LogEvent_Initialize, &LogEvent_Finalize},
-    {"MyScktComp", &NoWork, &NoWork},
-    {"LangDescr", &NoWork, &NoWork},
-    {"KVLogBook", &NoWork, &NoWork},
-    {"MyIniFiles", &NoWork, &NoWork},
-    {"NoSortFormat", &NoWork, &NoWork},
-    {"KVLib_TLB", &NoWork, &NoWork},
-    {"FileIO", &NoWork, &NoWork},
-    {"NavItem", &NoWork, &NoWork},
-    {"navUnit", &NoWork, &NoWork},
-    {"PlayNavi", &NoWork, &NoWork},
-    {"CopyToClipBrdFrm", &NoWork, &NoWork},
-    {"ValueGrid", &NoWork, &NoWork},
-    {"FarbArr", &NoWork, &NoWork},
-    {"FLView", &NoWork, &NoWork},
-    {"Floatedit", &NoWork, &NoWork},
-    {"KFarbArr", &NoWork, &NoWork},
-    {"gFarbDia", &NoWork, &NoWork},
-    {"SpinEdit", &NoWork, &NoWork},
+    {"WNPack", &NoWork, &NoWork},           {"KVUtil", &NoWork, &NoWork},
+    {"GeoDBFileDescr", &NoWork, &NoWork},   {"SysInit", &NoWork, &NoWork},
+    {"KVRasterNeu", &NoWork, &NoWork},      {"LogEvent", &LogEvent_Initialize, &LogEvent_Finalize},
+    {"MyScktComp", &NoWork, &NoWork},       {"LangDescr", &NoWork, &NoWork},
+    {"KVLogBook", &NoWork, &NoWork},        {"MyIniFiles", &NoWork, &NoWork},
+    {"NoSortFormat", &NoWork, &NoWork},     {"KVLib_TLB", &NoWork, &NoWork},
+    {"FileIO", &NoWork, &NoWork},           {"NavItem", &NoWork, &NoWork},
+    {"navUnit", &NoWork, &NoWork},          {"PlayNavi", &NoWork, &NoWork},
+    {"CopyToClipBrdFrm", &NoWork, &NoWork}, {"ValueGrid", &NoWork, &NoWork},
+    {"FarbArr", &NoWork, &NoWork},          {"FLView", &NoWork, &NoWork},
+    {"Floatedit", &NoWork, &NoWork},        {"KFarbArr", &NoWork, &NoWork},
+    {"gFarbDia", &NoWork, &NoWork},         {"SpinEdit", &NoWork, &NoWork},
 }};
 
 // Guards the counters, the initialised flag and the watcher. Recursive so that a unit's own
@@ -184,59 +172,20 @@ struct TRegistrationRun {
 
 thread_local TRegistrationRun Run;
 
-namespace SpinEdit {
-void Register()
+// A unit's Register procedure: its components on the one page, in order.
+template <const QMetaObject *...Components> void Register()
 {
-    RegisterComponents(PalettePage, {&TSpinEditReal::staticMetaObject});
+    RegisterComponents(PalettePage, {Components...});
 }
-} // namespace SpinEdit
-
-namespace FarbArr {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TFarbArray::staticMetaObject});
-}
-} // namespace FarbArr
-
-namespace Floatedit {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TFloatEdit::staticMetaObject});
-}
-} // namespace Floatedit
-
-namespace navUnit {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TNavigator::staticMetaObject});
-}
-} // namespace navUnit
-
-namespace PlayNavi {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TPlayButtons::staticMetaObject});
-}
-} // namespace PlayNavi
-
-namespace NavItem {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TItemNavigator::staticMetaObject});
-}
-} // namespace NavItem
-
-namespace MyScktComp {
-void Register()
-{
-    RegisterComponents(PalettePage, {&TWNClientSocket::staticMetaObject, &TWNServerSocket::staticMetaObject});
-}
-} // namespace MyScktComp
 
 constexpr TUnitRegistration Registrations[] = {
-    {"SpinEdit", &SpinEdit::Register}, {"FarbArr", &FarbArr::Register}, {"Floatedit", &Floatedit::Register},
-    {"navUnit", &navUnit::Register},   {"PlayNavi", &PlayNavi::Register}, {"NavItem", &NavItem::Register},
-    {"MyScktComp", &MyScktComp::Register},
+    {"SpinEdit", &Register<&TSpinEditReal::staticMetaObject>},
+    {"FarbArr", &Register<&TFarbArray::staticMetaObject>},
+    {"Floatedit", &Register<&TFloatEdit::staticMetaObject>},
+    {"navUnit", &Register<&TNavigator::staticMetaObject>},
+    {"PlayNavi", &Register<&TPlayButtons::staticMetaObject>},
+    {"NavItem", &Register<&TItemNavigator::staticMetaObject>},
+    {"MyScktComp", &Register<&TWNClientSocket::staticMetaObject, &TWNServerSocket::staticMetaObject>},
 };
 
 QString WithoutNamespace(const char *className)

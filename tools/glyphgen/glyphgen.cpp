@@ -550,8 +550,8 @@ QImage PalFarbArray()
     return c.Img;
 }
 
-// A dialog window with a title bar, a grid of colours and a button.
-QImage PalFarbDialog()
+// A dialog window: grey, with a blue title bar holding the caption and the close cross.
+Canvas DialogWindow()
 {
     Canvas c;
     c.Fill(0, 1, 23, 22, 'k');
@@ -559,6 +559,13 @@ QImage PalFarbDialog()
     c.Fill(1, 2, 22, 5, 'n');
     c.Fill(3, 3, 10, 4, 'w');
     c.Map(19, 3, {"k.k", ".k.", "k.k"});
+    return c;
+}
+
+// A dialog window with a grid of colours and a button.
+QImage PalFarbDialog()
+{
+    Canvas c = DialogWindow();
     c.Fill(2, 7, 15, 20, 'k');
     const char swatch[] = {'r', 'o', 'y', 'G', 'c', 'b', 'p', 'e', 'w'};
     for (int row = 0; row < 3; ++row)
@@ -610,12 +617,7 @@ QImage PalServerSocket()
 // A file-open dialog: title bar, an open yellow folder above a list of files, and a button.
 QImage PalFileOpenDlg()
 {
-    Canvas c;
-    c.Fill(0, 1, 23, 22, 'k');
-    c.Fill(1, 2, 22, 21, 'l');
-    c.Fill(1, 2, 22, 5, 'n');
-    c.Fill(3, 3, 10, 4, 'w');
-    c.Map(19, 3, {"k.k", ".k.", "k.k"});
+    Canvas c = DialogWindow();
     c.Map(3, 7, {"ooo......", "oyyoooooo", "oyyyyyyyo", "oyyyyyyyo", "ooooooooo"});
     c.Fill(2, 13, 21, 20, 'k');
     c.Fill(3, 14, 20, 19, 'w');
