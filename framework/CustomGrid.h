@@ -265,6 +265,8 @@ public:
 
     // The cell's rectangle in client coordinates; empty when the cell is not visible.
     QRect CellRect(std::int32_t ACol, std::int32_t ARow) const;
+    // The visible part of a range of cells in client coordinates; empty when none of it shows.
+    QRect BoxRect(const TGridRect &range) const;
     // The cell under a client point; -1, -1 outside the cells.
     TGridCoord MouseCoord(int X, int Y) const;
     void MouseToCell(int X, int Y, std::int32_t &ACol, std::int32_t &ARow) const;
