@@ -26,24 +26,6 @@ bool IsNull(const QVariant &v)
     return !v.isValid() || v.isNull();
 }
 
-bool IsIntegral(const QVariant &v)
-{
-    switch (v.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Long:
-    case QMetaType::ULong: return true;
-    default: return false;
-    }
-}
-
 [[noreturn]] void CannotConvert(const QVariant &v, const char *to)
 {
     throw EConvertError(QStringLiteral("Could not convert variant of type (%1) into type (%2)")
@@ -69,7 +51,7 @@ QString VarToStr(const QVariant &v)
     case QMetaType::Float: return FloatToStr(v.toDouble());
     case QMetaType::QDateTime: return DateTimeToStr(v.toDateTime());
     case QMetaType::QDate: return DateTimeToStr(QDateTime(v.toDate(), QTime(0, 0)));
-    default: return IsIntegral(v) ? QString::number(v.toLongLong()) : v.toString();
+    default: return VarIsOrdinal(v) ? QString::number(v.toLongLong()) : v.toString();
     }
 }
 
@@ -83,7 +65,7 @@ double VarToDouble(const QVariant &v)
     case QMetaType::QDateTime: return DateTimeNumber(v.toDateTime());
     case QMetaType::QDate: return DateTimeNumber(QDateTime(v.toDate(), QTime(0, 0)));
     default:
-        if (IsIntegral(v))
+        if (VarIsOrdinal(v))
             return double(v.toLongLong());
         CannotConvert(v, "Double");
     }
@@ -165,30 +147,6 @@ TValueGrid::TValueGrid(QWidget *parent) : TCustomGrid(parent) {}
 TValueGrid::~TValueGrid()
 {
     FScratchCanvas.reset();
-}
-
-void TValueGrid::SetSelectColor(TColor value)
-{
-    FSelectColor = value;
-    InvalidateGrid();
-}
-
-void TValueGrid::SetSelectTextColor(TColor value)
-{
-    FSelectTextColor = value;
-    InvalidateGrid();
-}
-
-void TValueGrid::SetUnSelectColor(TColor value)
-{
-    FUnSelectColor = value;
-    InvalidateGrid();
-}
-
-void TValueGrid::SetNoEditColor(TColor value)
-{
-    FNoEditColor = value;
-    InvalidateGrid();
 }
 
 void TValueGrid::SetShowHint(bool value)

@@ -150,13 +150,13 @@ public:
     bool AutoTitleHeight() const { return FAutoTitleHeight; }
     void SetAutoTitleHeight(bool value) { FAutoTitleHeight = value; }
     TColor SelectColor() const { return FSelectColor; }
-    void SetSelectColor(TColor value);
+    void SetSelectColor(TColor value) { SetPaintColor(FSelectColor, value); }
     TColor SelectTextColor() const { return FSelectTextColor; }
-    void SetSelectTextColor(TColor value);
+    void SetSelectTextColor(TColor value) { SetPaintColor(FSelectTextColor, value); }
     TColor UnSelectColor() const { return FUnSelectColor; }
-    void SetUnSelectColor(TColor value);
+    void SetUnSelectColor(TColor value) { SetPaintColor(FUnSelectColor, value); }
     TColor NoEditColor() const { return FNoEditColor; }
-    void SetNoEditColor(TColor value);
+    void SetNoEditColor(TColor value) { SetPaintColor(FNoEditColor, value); }
     bool ShowHint() const { return FShowHint; }
     void SetShowHint(bool value);
     QString Hint() const { return FHint; }

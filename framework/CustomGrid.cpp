@@ -541,15 +541,9 @@ void TCustomGrid::SetGridLineWidth(std::int32_t value)
     ClampState();
 }
 
-void TCustomGrid::SetFixedColor(TColor value)
+void TCustomGrid::SetPaintColor(TColor &field, TColor value)
 {
-    FFixedColor = value;
-    viewport()->update();
-}
-
-void TCustomGrid::SetColor(TColor value)
-{
-    FColor = value;
+    field = value;
     viewport()->update();
 }
 

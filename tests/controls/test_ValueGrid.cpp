@@ -134,6 +134,7 @@ TEST_F(ValueGridTest, ColumnDefinitionsTextsAndTheWidthRule)
     Grid->ColDefList().Clear();
     Grid->SetColCount(3);
     EXPECT_EQ(Grid->GetColDef(0), nullptr);
+    EXPECT_EQ(Grid->ColCount(), 3);
     Grid->grab(); // nothing to paint, nothing to fail
 }
 
@@ -296,16 +297,24 @@ TEST_F(ValueGridTest, DragFillCopiesAlongTheDraggedAxis)
     test::SendMouse(*Grid->viewport(), QEvent::MouseButtonRelease, Centre(1, 5));
     EXPECT_EQ(Stored, (std::vector<std::tuple<int, int, QVariant>>{{10, 5, 40}, {11, 5, 4.25}}));
 
-    // Rightwards from a single cell: only columns of the same field type take the value.
+    // A column selection dragged right fills each row from the current column; only columns of
+    // the same field type take the values, so dragging left over Date stores nothing.
     Stored.clear();
+    Grid->GetColDef(6)->Editable = true;
     Grid->SetCol(5);
     Grid->SetRow(1);
-    const QRect c3 = Grid->CellRect(5, 1);
-    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonPress, c3.bottomRight());
+    Grid->SetSelection({5, 1, 5, 2});
+    const QPoint handle3 = Grid->CellRect(5, 1).bottomRight();
+    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonPress, handle3);
     test::SendMouse(*Grid->viewport(), QEvent::MouseMove, Centre(6, 1));
-    test::SendMouse(*Grid->viewport(), QEvent::MouseMove, Centre(3, 1));
-    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonRelease, Centre(3, 1));
-    EXPECT_TRUE(Stored.empty()); // 3 and 4 are no strings, and the drag started right of them
+    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonRelease, Centre(6, 1));
+    EXPECT_EQ(Stored, (std::vector<std::tuple<int, int, QVariant>>{{15, 1, "n1"}, {15, 2, "n2"}}));
+    Stored.clear();
+    Grid->SetSelection({5, 1, 5, 2});
+    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonPress, handle3);
+    test::SendMouse(*Grid->viewport(), QEvent::MouseMove, Centre(4, 1));
+    test::SendMouse(*Grid->viewport(), QEvent::MouseButtonRelease, Centre(4, 1));
+    EXPECT_TRUE(Stored.empty());
 
     // A cell 10 pixels wide or narrower has no fill handle.
     Grid->SetColWidths(5, 10);
