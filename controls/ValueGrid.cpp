@@ -144,10 +144,7 @@ int TColDefList::GetVisibleCount() const
 
 TValueGrid::TValueGrid(QWidget *parent) : TCustomGrid(parent) {}
 
-TValueGrid::~TValueGrid()
-{
-    FScratchCanvas.reset();
-}
+TValueGrid::~TValueGrid() = default;
 
 void TValueGrid::SetShowHint(bool value)
 {
