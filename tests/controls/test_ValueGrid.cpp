@@ -9,6 +9,7 @@
 #include "framework/SysUtils.h"
 
 #include <QClipboard>
+#include <QComboBox>
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QPushButton>
@@ -449,6 +450,49 @@ TEST_F(ValueGridTest, LineKeysHintsAndHeaderAlignment)
     EXPECT_LT(titleLeft(), 8);
     Grid->OnGetExtCellHeaderAlignment = [](QObject *, int, int, TAlignment def) { return def; };
     EXPECT_GT(titleLeft(), 12);
+}
+
+TEST_F(ValueGridTest, LookupComboChoosesMirrorsAndMovesBetweenRows)
+{
+    EnableEditing();
+    QComboBox combo(&Form);
+    combo.addItems({"n1", "n2", "other"});
+    QComboBox mirror(&Form);
+    mirror.setEditable(true);
+    QLineEdit other(&Form);
+    other.move(0, 212);
+    other.show();
+    Grid->SetComboBox(14, &combo);
+    Grid->GetColDef(5)->MirrorControl = &mirror;
+    other.setFocus();
+    Grid->setFocus(); // entering binds the combo's handlers
+    Grid->SetCol(5);
+    Key(Qt::Key_F2); // the combo takes the editor's place, on the owner's value
+    ASSERT_TRUE(combo.isVisible());
+    EXPECT_EQ(combo.geometry(), Grid->CellRect(5, 1).translated(Grid->viewport()->pos()));
+    EXPECT_EQ(combo.currentText(), "n1");
+    Key(Qt::Key_Down);
+    EXPECT_EQ(Stored, (std::vector<std::tuple<int, int, QVariant>>{{14, 1, "n2"}}));
+    EXPECT_EQ(mirror.currentText(), "n2");
+    Key(Qt::Key_Return); // back to the grid; the combo goes
+    EXPECT_TRUE(Grid->hasFocus());
+    EXPECT_FALSE(combo.isVisible());
+
+    // Looking up on select: Enter opens, Up has no row above and stays, Down moves a row.
+    Grid->SetLookCombosOnSelect(true);
+    Key(Qt::Key_Return);
+    ASSERT_TRUE(combo.hasFocus());
+    Key(Qt::Key_Up);
+    EXPECT_TRUE(combo.hasFocus());
+    Key(Qt::Key_Down);
+    EXPECT_EQ(std::make_pair(Grid->Col(), Grid->Row()), std::make_pair(5, 2));
+    EXPECT_FALSE(combo.isVisible());
+    // Leaving the combo for another control sends the grid to the first column without a combo.
+    Key(Qt::Key_Return);
+    other.setFocus();
+    EXPECT_FALSE(combo.isVisible());
+    EXPECT_EQ(Grid->Col(), 1);
+    EXPECT_EQ(Stored.size(), 1u);
 }
 
 TEST_F(ValueGridTest, OwnerFailuresNeverCrashNorLoseStoredValues)
