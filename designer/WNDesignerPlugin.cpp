@@ -2,6 +2,7 @@
 
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
+#include "controls/ValueGrid.h"
 #include "framework/Bitmaps.h"
 #include "framework/ComponentState.h"
 #include "navigators/NavItem.h"
@@ -33,6 +34,8 @@ const TDesignerComponent Components[] = {
      QSize(121, 21), &Make<TFloatEdit>},
     {&TNavigator::staticMetaObject, "navigators/navUnit.h", "Button bar for moving through records",
      QSize(240, 25), &Make<TNavigator>},
+    {&TValueGrid::staticMetaObject, "controls/ValueGrid.h",
+     "Grid for entering the values of a table its owner keeps", QSize(320, 120), &Make<TValueGrid>},
     {&TPlayButtons::staticMetaObject, "navigators/PlayNavi.h", "Bar of media-player buttons for a replay",
      QSize(253, 24), &Make<TPlayButtons>},
     {&TItemNavigator::staticMetaObject, "navigators/NavItem.h", "Navigator bar over a counted list of items",
@@ -82,7 +85,8 @@ QIcon TComponentPlugin::icon() const
     if (picture.isNull())
         picture = QImage(QString::fromLatin1(DefaultPicture));
     // The bottom-left pixel is the picture's transparent colour.
-    return QIcon(QPixmap::fromImage(WithTransparentColor(picture, picture.pixelColor(0, picture.height() - 1))));
+    return QIcon(
+        QPixmap::fromImage(WithTransparentColor(picture, picture.pixelColor(0, picture.height() - 1))));
 }
 
 QWidget *TComponentPlugin::createWidget(QWidget *parent)

@@ -3,6 +3,7 @@
 #include "colours/FarbArr.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
+#include "controls/ValueGrid.h"
 #include "framework/Exceptions.h"
 #include "logging/LogEvent.h"
 #include "navigators/NavItem.h"
@@ -183,6 +184,7 @@ constexpr TUnitRegistration Registrations[] = {
     {"FarbArr", &Register<&TFarbArray::staticMetaObject>},
     {"Floatedit", &Register<&TFloatEdit::staticMetaObject>},
     {"navUnit", &Register<&TNavigator::staticMetaObject>},
+    {"ValueGrid", &Register<&TValueGrid::staticMetaObject>},
     {"PlayNavi", &Register<&TPlayButtons::staticMetaObject>},
     {"NavItem", &Register<&TItemNavigator::staticMetaObject>},
     {"MyScktComp", &Register<&TWNClientSocket::staticMetaObject, &TWNServerSocket::staticMetaObject>},

@@ -35,7 +35,8 @@ inline std::vector<TFormValue> FormValues()
         {"FloatEdit1", "NoneValueStr", QStringLiteral("-")},
         {"FloatEdit1", "Value", 3.25},
         {"FloatEdit1", "text", QStringLiteral("3.25")},
-        {"Navigator1", "Hints", QStringList{QStringLiteral("Erster Satz"), QStringLiteral("Zurück springen")}},
+        {"Navigator1", "Hints",
+         QStringList{QStringLiteral("Erster Satz"), QStringLiteral("Zurück springen")}},
         {"Navigator1", "ConfirmDelete", false},
         {"Navigator1", "TabStop", true},
         {"Navigator1", "width", 240},
@@ -47,6 +48,15 @@ inline std::vector<TFormValue> FormValues()
         {"ItemNavigator1", "OnlyAdd", true},
         {"ItemNavigator1", "InsertBehind", true},
         {"ItemNavigator1", "DeleteAll", true},
+        {"ValueGrid1", "ColCount", 4},
+        {"ValueGrid1", "RowCount", 7},
+        {"ValueGrid1", "FixedCols", 0},
+        {"ValueGrid1", "DefaultColWidth", 60},
+        {"ValueGrid1", "DefaultRowHeight", 18},
+        {"ValueGrid1", "AutoColWidth", false},
+        {"ValueGrid1", "SelectColor", 255u},
+        {"ValueGrid1", "ShowHint", true},
+        {"ValueGrid1", "Hint", QStringLiteral("Messwerte")},
     };
 }
 

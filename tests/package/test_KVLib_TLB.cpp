@@ -40,7 +40,11 @@ public:
 
 public slots:
     int Add(int a, int b) { return a + b; }
-    void Fail() { sendErrorReply(QStringLiteral("com.kalvero.Error.Busy"), QStringLiteral("Der Server ist beschäftigt")); }
+    void Fail()
+    {
+        sendErrorReply(QStringLiteral("com.kalvero.Error.Busy"),
+                       QStringLiteral("Der Server ist beschäftigt"));
+    }
 
 private:
     QString FCaption = QStringLiteral("Bibliothek");
@@ -83,9 +87,10 @@ protected:
         {
             QDBusConnection bus = QDBusConnection::connectToBus(FAddress, name);
             const std::unique_ptr<QObject> server = FMake();
-            FRegistered = bus.registerObject(Path, server.get(),
-                                             QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties) &&
-                          bus.registerService(Service);
+            FRegistered =
+                bus.registerObject(Path, server.get(),
+                                   QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties) &&
+                bus.registerService(Service);
             Ready.release();
             exec();
             bus.unregisterObject(Path);
@@ -110,16 +115,17 @@ protected:
         const QString config = Dir->filePath("bus.conf");
         QFile file(config);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QStringLiteral("<busconfig><type>session</type><listen>unix:dir=%1</listen>"
-                                  "<auth>EXTERNAL</auth><policy context=\"default\">"
-                                  "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-                                  "<allow own=\"*\"/></policy></busconfig>")
-                       .arg(Dir->path())
-                       .toUtf8());
+        file.write(
+            QStringLiteral("<busconfig><type>session</type><listen>unix:dir=%1</listen>"
+                           "<auth>EXTERNAL</auth><policy context=\"default\">"
+                           "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                           "<allow own=\"*\"/></policy></busconfig>")
+                .arg(Dir->path())
+                .toUtf8());
         file.close();
         Daemon = new QProcess;
-        Daemon->start(QStringLiteral("dbus-daemon"), {"--config-file=" + config, "--nofork", "--nopidfile",
-                                                      "--print-address=1"});
+        Daemon->start(QStringLiteral("dbus-daemon"),
+                      {"--config-file=" + config, "--nofork", "--nopidfile", "--print-address=1"});
         const QDeadlineTimer deadline(10000);
         while (!Daemon->canReadLine() && !deadline.hasExpired() && Daemon->state() != QProcess::NotRunning)
             Daemon->waitForReadyRead(100);
@@ -166,7 +172,8 @@ TEST(AutomationNames, TheIdentifiersGiveTheServiceThePathAndTheInterface)
     EXPECT_EQ(CLASS_BibApp, QUuid(QStringLiteral("{39B519CF-9261-478C-85C9-C9BAED5D6DDD}")));
     EXPECT_EQ(AutomationServiceName(CLASS_BibApp), Service);
     EXPECT_EQ(AutomationObjectPath(CLASS_BibApp), Path);
-    EXPECT_EQ(AutomationInterfaceName(IID_IBibApp), QStringLiteral("com.kalvero.IID_33EC9EF1FF8048968620E3D08F0EF230"));
+    EXPECT_EQ(AutomationInterfaceName(IID_IBibApp),
+              QStringLiteral("com.kalvero.IID_33EC9EF1FF8048968620E3D08F0EF230"));
 }
 
 TEST_F(AutomationTest, CreateReachesTheServerWithLateBoundCallsAndProperties)
@@ -215,8 +222,8 @@ TEST_F(AutomationTest, EveryFailureRaisesTheBusError)
     };
     const QString nowhere = Dir->filePath("nobody");
     const std::vector<Case> noServer = {
-        {"no server on the session bus", [] { CoBibApp::Create(); }, "org.freedesktop.DBus.Error.ServiceUnknown",
-         Service},
+        {"no server on the session bus", [] { CoBibApp::Create(); },
+         "org.freedesktop.DBus.Error.ServiceUnknown", Service},
         {"no server at the address", [] { CoBibApp::CreateRemote(Address); },
          "org.freedesktop.DBus.Error.ServiceUnknown", Service},
         {"a machine name is no address", [] { CoBibApp::CreateRemote("server01"); },
@@ -236,8 +243,9 @@ TEST_F(AutomationTest, EveryFailureRaisesTheBusError)
     const std::optional<EOleSysError> e = Failure([] { CoBibApp::Create(); });
     ASSERT_TRUE(e);
     EXPECT_EQ(e->ErrorName(), QStringLiteral("org.freedesktop.DBus.Error.UnknownInterface"));
-    EXPECT_EQ(e->Message(), QStringLiteral("No such interface 'com.kalvero.IID_33EC9EF1FF8048968620E3D08F0EF230' at "
-                                           "object path '/com/kalvero/CLSID_39B519CF9261478C85C9C9BAED5D6DDD'"));
+    EXPECT_EQ(e->Message(),
+              QStringLiteral("No such interface 'com.kalvero.IID_33EC9EF1FF8048968620E3D08F0EF230' at "
+                             "object path '/com/kalvero/CLSID_39B519CF9261478C85C9C9BAED5D6DDD'"));
 }
 
 #include "test_KVLib_TLB.moc"

@@ -66,6 +66,7 @@ TEST_F(DesignerPluginTest, OffersEveryVisualComponentOfThePaletteWithItsPicture)
         {"wn::TSpinEditReal", "controls/SpinEdit.h", ":/bitmaps/TSPINEDITREAL.png"},
         {"wn::TFloatEdit", "controls/Floatedit.h", ":/bitmaps/TFLOATEDIT.png"},
         {"wn::TNavigator", "navigators/navUnit.h", ":/bitmaps/TNAVIGATOR.png"},
+        {"wn::TValueGrid", "controls/ValueGrid.h", ":/bitmaps/TVALUEGRID.png"},
         {"wn::TPlayButtons", "navigators/PlayNavi.h", none},
         {"wn::TItemNavigator", "navigators/NavItem.h", none},
     };
@@ -151,7 +152,8 @@ TEST_F(DesignerPluginTest, AFormMadeInDesignerLoadsWithItsValuesIntoWorkingWidge
         QString error;
         const QVariant actual = test::FormValue(*form, v, error);
         EXPECT_EQ(error, QString());
-        EXPECT_EQ(actual, v.Expected) << v.Object << "." << v.Property << " = " << qPrintable(actual.toString());
+        EXPECT_EQ(actual, v.Expected)
+            << v.Object << "." << v.Property << " = " << qPrintable(actual.toString());
     }
     qsizetype components = 0;
     for (QWidget *child : form->findChildren<QWidget *>(Qt::FindDirectChildrenOnly))

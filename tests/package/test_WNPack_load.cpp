@@ -40,8 +40,8 @@ struct TPackage {
           Finalize(Symbol<void (*)()>(library, "_ZN2wn8FinalizeEv")),
           Initialized(Symbol<bool (*)()>(library, "_ZN2wn18PackageInitializedEv")),
           Count(Symbol<std::int32_t (*)(const QString &)>(library, "_ZN2wn13UnitInitCountERK7QString")),
-          SetWatch(Symbol<wn::TUnitWatch (*)(wn::TUnitWatch)>(library,
-                                                                "_ZN2wn12SetUnitWatchESt8functionIFvRK7QStringbEE")),
+          SetWatch(Symbol<wn::TUnitWatch (*)(wn::TUnitWatch)>(
+              library, "_ZN2wn12SetUnitWatchESt8functionIFvRK7QStringbEE")),
           Dispatcher(Symbol<void **>(library, "_ZN2wn13Log_Event_ObjE"))
     {}
 
