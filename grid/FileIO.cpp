@@ -236,12 +236,19 @@ void TFileIO::read_text(std::int32_t Len, QString &Text)
 {
     if (FError)
         return;
+    // Nothing asked for reads nothing: the record stays for the next read.
+    if (Len <= 0) {
+        Text.clear();
+        return;
+    }
     // A damaged length must not become a giant allocation: the buffer never exceeds what the
     // file still holds, and a record longer than that reads short anyway.
     const std::int64_t available = std::max<std::int64_t>(FFile.size() - FFile.pos(), 0);
-    const std::int64_t wanted = std::max<std::int64_t>(std::min<std::int64_t>(Len, FLen), 0);
-    QByteArray bytes(qsizetype(std::min(wanted, available)), '\0');
+    QByteArray bytes(qsizetype(std::min({std::int64_t(Len), std::int64_t(FLen), available})), '\0');
     bytes.truncate(qsizetype(ReadRecordData(Len, bytes.data(), bytes.size())));
+    // Len characters in every case: a record shorter than that leaves NULs behind its text.
+    if (!FError)
+        bytes.append(qsizetype(Len) - bytes.size(), '\0');
     Text = FromWin1252(bytes);
 }
 

@@ -63,7 +63,8 @@ public:
     // read_datainfo, then read_data when the identifier is ID; another identifier sets the error
     // flag (ErrorCode() keeps its value) and reads nothing.
     void read_IDdata(std::uint16_t ID, std::int32_t MaxLen, void *Buffer);
-    // Text := the first Len bytes of the current record (Windows-1252).
+    // Text := Len characters from the current record (Windows-1252), NUL-padded past a record
+    // shorter than that. Len 0 gives an empty text and leaves the record unread.
     void read_text(std::int32_t Len, QString &Text);
     // Text := the whole next record when its identifier is ID, else empty and the error flag set.
     void read_IDtext(std::uint16_t ID, QString &Text);

@@ -270,9 +270,14 @@ TEST_F(FileIOTest, TextsAndSkipping)
     io.read_datainfo();
     io.read_not();
     EXPECT_EQ(io.HeadPending(), -1);
+    // No characters asked for: the record stays for the next read, which pads past its end.
     io.read_datainfo();
+    text = QStringLiteral("old");
     io.read_text(0, text);
     EXPECT_TRUE(text.isEmpty());
+    io.read_text(4, text);
+    EXPECT_EQ(text, QStringLiteral("jk") + QChar(0) + QChar(0));
+    EXPECT_EQ(io.HeadPending(), -1);
     io.read_IDtext(5, text);
     EXPECT_TRUE(text.isEmpty());
     EXPECT_FALSE(io.Error());
