@@ -102,11 +102,9 @@ void TMyIniFile::UpdateFile()
     }
     const QByteArray bytes = EncodeText(text, FEncoding);
     QSaveFile file(FFileName);
-    errno = 0;
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        const int code = errno ? errno : EIO;
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(file.errorString(), FFileName), code);
-    }
+    CheckFileOp(file, EIO, [&] {
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    });
     FModified = false;
 }
 

@@ -565,7 +565,7 @@ TEST_F(RKFileTest, SpecialBlockReadAndRewritten)
     f.WriteSpecialStructure(QByteArray("ABCDEFGH"));
     f.ReadSpecialStructure(got);
     EXPECT_EQ(got, QByteArray("ABCDEF"));
-    EXPECT_THROW(f.WriteSpecialStructure(QByteArray("x")), std::invalid_argument);
+    EXPECT_THROW(f.WriteSpecialStructure(QByteArray("x")), EArgumentError);
 }
 
 TEST_F(RKFileTest, AssignStructureCopiesLayoutAndItems)
