@@ -36,7 +36,7 @@ TFileIO::~TFileIO()
     Close();
 }
 
-void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
+void TFileIO::OpenFile(QFileDevice &File, const QString &FileName, QIODevice::OpenMode mode)
 {
     Close();
     FFileName = FileName;
@@ -45,20 +45,21 @@ void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
     FError = false;
     FErrorCode = 0;
     FHeadPending = 0;
-    FFile.setFileName(FileName);
-    CheckFileOp(FFile, EIO, [&] { return FFile.open(mode); });
+    CheckFileOp(File, EIO, [&] { return File.open(mode); });
 }
 
 bool TFileIO::Open(const QString &FileName)
 {
-    OpenFile(FileName, QIODevice::ReadOnly);
+    FFile.setFileName(FileName);
+    OpenFile(FFile, FileName, QIODevice::ReadOnly);
     return true;
 }
 
 bool TFileIO::Make(const QString &FileName)
 {
+    FNewFile.setFileName(FileName);
     // Unbuffered, so that a write that falls short is seen by the record that made it.
-    OpenFile(FileName, QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    OpenFile(FNewFile, FileName, QIODevice::WriteOnly | QIODevice::Unbuffered);
     return true;
 }
 
@@ -97,6 +98,13 @@ void TFileIO::Close()
 {
     if (FFile.isOpen())
         FFile.close();
+    if (!FNewFile.isOpen())
+        return;
+    // After an error the file would be incomplete: drop it and keep what was there before.
+    if (FError)
+        FNewFile.cancelWriting();
+    if (!FNewFile.commit())
+        set_error(cFileIOWriteShort);
 }
 
 bool TFileIO::ReadExactly(char *buffer, std::int64_t count)
@@ -114,7 +122,7 @@ bool TFileIO::WriteExactly(const char *buffer, std::int64_t count)
 {
     if (count <= 0)
         return true;
-    if (FFile.write(buffer, count) != count) {
+    if (FNewFile.write(buffer, count) != count) {
         set_error(cFileIOWriteShort);
         return false;
     }

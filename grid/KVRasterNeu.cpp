@@ -4,6 +4,7 @@
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
 
+#include <QSaveFile>
 #include <QStringBuilder>
 #include <QtEndian>
 
@@ -435,14 +436,8 @@ void TRKFile::CreateInfos(bool WithH, bool WithZ, bool WithW1, bool WithW2)
     FillList(W2List, WithW2 ? Struktur.nW2 : 0);
 }
 
-bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
+QByteArray TRKFile::HeadBytes(const void *Special, std::int32_t SpecialSize) const
 {
-    CloseGridFile();
-    std::int64_t fill = 0;
-    if (qMulOverflow(std::int64_t(Struktur.Columns) * Struktur.Rows, GetDataSize(), &fill) ||
-        fill > cMaxFilePos)
-        throw EInOutError::FromErrno(EFBIG, FFileName);
-
     QByteArray head;
     const auto structure = Struktur.ToBytes();
     head += SectionHeader(TrecRlkStruktur::cSize, kGridStruct);
@@ -480,14 +475,28 @@ bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
     }
     head += SectionHeader(0, kData);
 
-    QFile out(FFileName);
-    CheckFileOp(out, EACCES,
-                [&] { return out.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered); });
+    return head;
+}
+
+bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
+{
+    CloseGridFile();
+    std::int64_t fill = 0;
+    if (qMulOverflow(std::int64_t(Struktur.Columns) * Struktur.Rows, GetDataSize(), &fill) ||
+        fill > cMaxFilePos)
+        throw EInOutError::FromErrno(EFBIG, FFileName);
+    const QByteArray head = HeadBytes(Special, SpecialSize);
+
+    // The new file replaces an old one only once it is complete: a full disk or a crash half
+    // way leaves the old file as it was.
+    QSaveFile out(FFileName);
+    CheckFileOp(out, EACCES, [&] { return out.open(QIODevice::WriteOnly | QIODevice::Unbuffered); });
     // A full disk shows as a short write and answers false; any other failure raises.
+    const auto fullDisk = [] { return errno == ENOSPC || errno == EFBIG || errno == 0; };
     const auto put = [&](const char *p, std::int64_t n) {
         ClearOsError();
         const qint64 written = out.write(p, n);
-        if (written < 0 && errno != ENOSPC && errno != EFBIG && errno != 0)
+        if (written < 0 && !fullDisk())
             RaiseFileError(out, EIO);
         return written == n;
     };
@@ -500,7 +509,12 @@ bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
             return false;
         left -= piece;
     }
-    out.close();
+    ClearOsError();
+    if (!out.commit()) {
+        if (!fullDisk())
+            RaiseFileError(out, EIO);
+        return false;
+    }
     return true;
 }
 

@@ -171,8 +171,13 @@ public:
     void AssignStructure(const TRKFile &Other);
     void CalcDimension(double XMin, double YMin, double XMax, double YMax);
     void CreateInfos(bool WithH, bool WithZ, bool WithW1, bool WithW2);
-    // Writes a complete new file and closes it; false when a write came out short.
+    // Writes a complete new file and closes it; false when a write came out short. The new file
+    // replaces one of the same name only once it is complete, so a full disk leaves the old one.
     bool CreateEmptyGrid(const void *Special, std::int32_t SpecialSize);
+    // The bytes CreateEmptyGrid writes in front of the cells: every section of the structure,
+    // comment, lists and special block, and the data header. For writers that put the cells
+    // behind it themselves.
+    QByteArray HeadBytes(const void *Special, std::int32_t SpecialSize) const;
 
     // Returns whether the structure section was there; the four lists are emptied either way.
     bool ReadGridStructure();

@@ -103,7 +103,9 @@ void TMyIniFile::UpdateFile()
     const QByteArray bytes = EncodeText(text, FEncoding);
     QSaveFile file(FFileName);
     CheckFileOp(file, EIO, [&] {
-        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+        // Unbuffered, so that a full disk fails the write instead of a flush whose error is lost.
+        return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(bytes) == bytes.size() &&
+               file.commit();
     });
     FModified = false;
 }

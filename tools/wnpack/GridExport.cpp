@@ -2,11 +2,12 @@
 #include "GridTool.h"
 
 #include "Command.h"
+#include "Paths.h"
+#include "Progress.h"
 
 #include "framework/Exceptions.h"
 
 #include <QRegularExpression>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <charconv>
@@ -18,6 +19,11 @@ namespace wnpack {
 using namespace wn;
 
 namespace {
+
+const char *const cChannelSyntaxText = "channel %1: expected H<k>, W1.<i> or W1.<i>.<j>";
+const char *const cOutOfRangeText = "channel %1 out of range: the file has %2 %3";
+const char *const cNoValuesText = "channel %1 holds no values (its value type is None)";
+const char *const cGeometryText = "origin and spacing cannot be written as an ASCII grid: ";
 
 constexpr std::int64_t cExportBand = 16 << 20;
 
@@ -35,34 +41,34 @@ TChannel ParseChannel(TRKFile &f, const QString &channelText)
     const auto scaling = [](const TInfoItem *item) {
         return item ? std::pair(item->Offset, item->Factor) : std::pair(0.0f, 1.0f);
     };
-    const auto outOfRange = [&](const QString &what, int count) {
-        Bad(QStringLiteral("channel %1 out of range: %2 has %3 %4")
-                .arg(channelText, f.FileName())
-                .arg(count)
-                .arg(what));
+    const auto check = [&](int index, int count, const char *what, std::uint8_t type) {
+        if (index < 1 || index > count)
+            throw Exception(
+                QString::fromLatin1(cOutOfRangeText).arg(channelText).arg(count).arg(QLatin1String(what)));
+        if (type == cwtNone)
+            throw Exception(QString::fromLatin1(cNoValuesText).arg(channelText));
     };
     const TCellLayout layout(s);
     if (const auto m = h.match(channelText); m.hasMatch()) {
         const int k = m.captured(1).toInt();
-        if (k < 1 || k > s.nH)
-            outOfRange(QStringLiteral("H channels"), s.nH);
+        check(k, s.nH, "H channels", s.TypeH);
         const auto [offset, factor] = scaling(f.GetHInfo(k));
         return {layout.HPos(k), s.TypeH, offset, factor};
     }
-    if (const auto m = w.match(channelText); m.hasMatch()) {
-        const int i = m.captured(1).toInt();
-        if (i < 1 || i > s.nW1)
-            outOfRange(QStringLiteral("W1 channels"), s.nW1);
-        // W2 values take the scaling of their W1 channel, as the point query shows them.
-        const auto [offset, factor] = scaling(f.GetW1Info(i));
-        if (!m.hasCaptured(2))
-            return {layout.W1Pos(i), s.TypeW1, offset, factor};
-        const int j = m.captured(2).toInt();
-        if (j < 1 || j > s.nW2)
-            outOfRange(QStringLiteral("W2 channels"), s.nW2);
-        return {layout.W2Pos(i, j), s.TypeW2, offset, factor};
+    const auto m = w.match(channelText);
+    if (!m.hasMatch())
+        throw UsageError(QString::fromLatin1(cChannelSyntaxText).arg(channelText));
+    const int i = m.captured(1).toInt();
+    // W2 values take the scaling of their W1 channel, as the point query shows them.
+    const auto [offset, factor] = scaling(f.GetW1Info(i));
+    if (!m.hasCaptured(2)) {
+        check(i, s.nW1, "W1 channels", s.TypeW1);
+        return {layout.W1Pos(i), s.TypeW1, offset, factor};
     }
-    Bad(QStringLiteral("channel %1: expected H<k>, W1.<i> or W1.<i>.<j>").arg(channelText));
+    check(i, s.nW1, "W1 channels", s.TypeW2);
+    const int j = m.captured(2).toInt();
+    check(j, s.nW2, "W2 channels", s.TypeW2);
+    return {layout.W2Pos(i, j), s.TypeW2, offset, factor};
 }
 
 QByteArray FloatText(float v)
@@ -74,24 +80,18 @@ QByteArray FloatText(float v)
 
 } // namespace
 
-void ExportGrid(const QString &fileName, const QString &channel, const QString &out)
+void ExportGrid(const QString &fileName, const QString &channel, TOutputFile &out, TProgress &progress)
 {
     TRKFile f(fileName);
     double x0, y0, x1, y1;
     LoadGrid(f, x0, y0, x1, y1);
     const TChannel ch = ParseChannel(f, channel);
     const auto &s = f.Struktur;
-    if (!(s.dx > 0) || s.dy == 0 || !std::isfinite(s.dx) || !std::isfinite(s.dy))
-        Bad(QStringLiteral("%1: the spacing cannot be written as an ASCII grid").arg(fileName));
+    if (!(s.dx > 0) || s.dy == 0 || !std::isfinite(s.dx) || !std::isfinite(s.dy) ||
+        !std::isfinite(s.XOrigin) || !std::isfinite(s.YOrigin))
+        throw Exception(QLatin1String(cGeometryText) + fileName);
     CheckDataArea(f);
 
-    QSaveFile asc(out);
-    if (!asc.open(QIODevice::WriteOnly))
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(asc.errorString(), out), EIO);
-    const auto put = [&](const QByteArray &bytes) {
-        if (asc.write(bytes) != bytes.size())
-            throw EInOutError(QStringLiteral("%1 (%2)").arg(asc.errorString(), out), EIO);
-    };
     // Nodes are the centres of the cells; the format runs from north to south.
     const bool northUp = s.dy > 0;
     const double south = northUp ? s.YOrigin : s.YOrigin + (s.Rows - 1) * double(s.dy);
@@ -106,33 +106,34 @@ void ExportGrid(const QString &fileName, const QString &channel, const QString &
         head += "dx " + FloatText(s.dx) + "\n";
         head += "dy " + FloatText(std::abs(s.dy)) + "\n";
     }
-    put(head);
+    out.Write(head);
 
     const std::int64_t cell = f.GetDataSize();
     const std::int64_t rowBytes = cell * s.Columns;
     const int band = int(std::clamp<std::int64_t>(cExportBand / rowBytes, 1, s.Rows));
     std::vector<std::uint8_t> data(std::size_t(rowBytes * band));
+    QByteArray lines;
     for (int done = 0; done < s.Rows; done += band) {
         const int n = std::min(band, s.Rows - done);
         // Bands in file order from the northern end.
         const int first = northUp ? s.Rows - done - n + 1 : done + 1;
         f.ReadDataBlock(1, first, s.Columns, n, data.data());
+        lines.clear();
         for (int k = 0; k < n; ++k) {
             const int inBand = northUp ? n - 1 - k : k;
             const std::uint8_t *row = data.data() + std::int64_t(inBand) * rowBytes;
-            QByteArray line;
             for (int c = 0; c < s.Columns; ++c) {
                 if (c)
-                    line += ' ';
-                line += FloatText(
+                    lines += ' ';
+                lines += FloatText(
                     TRKFile::GetVal(row + c * cell, cell - 1, ch.Pos, ch.Type, ch.Offset, ch.Factor));
             }
-            line += '\n';
-            put(line);
+            lines += '\n';
         }
+        out.Write(lines);
+        progress.Update(done + n, s.Rows);
     }
-    if (!asc.commit())
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(asc.errorString(), out), EIO);
+    out.Commit();
 }
 
 } // namespace wnpack

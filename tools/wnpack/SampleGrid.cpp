@@ -1,16 +1,17 @@
 // The synthetic noise map of `wnpack grid sample` and `wnpack demo`: a motorway, a rail line
-// and a factory, with a barrier beside the motorway, on a grid of result values.
+// and a factory, with a barrier beside the motorway. Levels spread freely from the sources (no
+// ground or air absorption), and a line source is integrated along each straight piece in
+// closed form, so that a map of millions of nodes takes seconds.
 #include "GridTool.h"
 
 #include "Command.h"
-
-#include "framework/Exceptions.h"
+#include "Paths.h"
+#include "Progress.h"
 
 #include <QtEndian>
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 namespace wnpack {
@@ -19,68 +20,168 @@ using namespace wn;
 
 namespace {
 
+const char *const cSizeText = "columns and rows must lie between 2 and 65535";
+const char *const cCommentText = "Synthetic noise map: motorway, rail line, factory, barrier";
+
+constexpr double cSpacing = 5.0;
+constexpr double cX0 = 3500000.0, cY0 = 5800000.0;
+// Free-field spreading: Lp = Lw - 20 lg d - 11.
+const double cSpreading = std::pow(10.0, -1.1);
+// What the barrier lets through.
+const double cBarrier = std::pow(10.0, -1.2);
+constexpr double cMinDistance = 1.0;
+constexpr int cPeriods = 3;
+constexpr float cOffset = 10.0f, cFactor = 0.4f;
+
 struct TPoint {
     double X, Y;
 };
 
+TPoint operator-(TPoint a, TPoint b)
+{
+    return {a.X - b.X, a.Y - b.Y};
+}
+
+double Cross(TPoint a, TPoint b)
+{
+    return a.X * b.Y - a.Y * b.X;
+}
+
 // A source with its sound power per period (day, evening, night): a point, or a line whose
-// levels are per metre and which is split into short pieces.
+// levels are per metre.
 struct TSource {
     const char *Name;
     std::vector<TPoint> Points;
-    double Power[3];
+    double Power[cPeriods];
 };
 
-bool Crosses(TPoint a, TPoint b, TPoint c, TPoint d)
+struct TBarrier {
+    TPoint A, B;
+};
+
+// Whether the sight line from r to s crosses the barrier.
+bool Shadowed(TPoint r, TPoint s, const TBarrier &b)
 {
-    const auto side = [](TPoint p, TPoint q, TPoint r) {
-        return (q.X - p.X) * (r.Y - p.Y) - (q.Y - p.Y) * (r.X - p.X);
-    };
-    return side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0;
+    return Cross(s - r, b.A - r) * Cross(s - r, b.B - r) < 0 &&
+           Cross(b.B - b.A, r - b.A) * Cross(b.B - b.A, s - b.A) < 0;
 }
 
-struct TEmitter {
-    TPoint At;
-    double Power[3];
-};
-
-std::vector<TEmitter> Emitters(const TSource &source)
+// The part [t0, t1] of the piece p + t u (0 <= t <= len) that the barrier hides from r: points
+// beyond the barrier's line and between the sight lines to its two ends. Each condition is
+// a + b t > 0 along the piece.
+bool ShadowOfPiece(TPoint r, TPoint p, TPoint u, double len, const TBarrier &b, double &t0, double &t1)
 {
-    std::vector<TEmitter> out;
-    if (source.Points.size() == 1) {
-        out.push_back({source.Points[0], {source.Power[0], source.Power[1], source.Power[2]}});
-        return out;
-    }
-    constexpr double piece = 20.0;
-    for (std::size_t i = 0; i + 1 < source.Points.size(); ++i) {
-        const TPoint a = source.Points[i], b = source.Points[i + 1];
-        const double len = std::hypot(b.X - a.X, b.Y - a.Y);
-        const int n = std::max(1, int(std::ceil(len / piece)));
-        const double add = 10.0 * std::log10(len / n);
-        for (int k = 0; k < n; ++k) {
-            const double t = (k + 0.5) / n;
-            out.push_back({{a.X + t * (b.X - a.X), a.Y + t * (b.Y - a.Y)},
-                           {source.Power[0] + add, source.Power[1] + add, source.Power[2] + add}});
+    const double rSide = Cross(b.B - b.A, r - b.A);
+    const double wedge = Cross(b.A - r, b.B - r);
+    if (rSide == 0 || wedge == 0)
+        return false;
+    const double conditions[3][2] = {
+        {-rSide * Cross(b.B - b.A, p - b.A), -rSide * Cross(b.B - b.A, u)},
+        {wedge * Cross(b.A - r, p - r), wedge * Cross(b.A - r, u)},
+        {wedge * Cross(p - r, b.B - r), wedge * Cross(u, b.B - r)},
+    };
+    t0 = 0;
+    t1 = len;
+    for (const auto &[a, slope] : conditions) {
+        if (slope == 0) {
+            if (a <= 0)
+                return false;
+        } else if (slope > 0) {
+            t0 = std::max(t0, -a / slope);
+        } else {
+            t1 = std::min(t1, -a / slope);
         }
     }
-    return out;
+    return t0 < t1;
 }
 
-std::uint8_t Quantize(double level, float offset, float factor)
+// The integral of 1 / d^2 along a straight piece seen from r, with the barrier's share damped.
+double PieceFactor(TPoint r, TPoint p, TPoint q, const TBarrier &b)
 {
-    return std::uint8_t(std::clamp(std::nearbyint((level - offset) / factor), 0.0, 255.0));
+    const double len = std::hypot(q.X - p.X, q.Y - p.Y);
+    const TPoint u{(q.X - p.X) / len, (q.Y - p.Y) / len};
+    const double along = u.X * (p.X - r.X) + u.Y * (p.Y - r.Y);
+    const double h = std::max(std::abs(Cross(u, r - p)), cMinDistance);
+    // atan(a / h) - atan(b / h) in one call.
+    const auto angle = [h](double a, double b) { return std::atan2(h * (a - b), h * h + a * b); };
+    double factor = angle(along + len, along);
+    double t0, t1;
+    if (ShadowOfPiece(r, p, u, len, b, t0, t1))
+        factor -= (1 - cBarrier) * angle(along + t1, along + t0);
+    return factor / h;
+}
+
+// Energy of each period at r from one source, relative to 1 W.
+void SourceEnergy(const TSource &s, TPoint r, const TBarrier &b, double energy[cPeriods])
+{
+    double g;
+    if (s.Points.size() == 1) {
+        const double d = std::max(std::hypot(r.X - s.Points[0].X, r.Y - s.Points[0].Y), cMinDistance);
+        g = (Shadowed(r, s.Points[0], b) ? cBarrier : 1.0) / (d * d);
+    } else {
+        g = 0;
+        for (std::size_t i = 0; i + 1 < s.Points.size(); ++i)
+            g += PieceFactor(r, s.Points[i], s.Points[i + 1], b);
+    }
+    for (int p = 0; p < cPeriods; ++p)
+        energy[p] = g * cSpreading * std::pow(10.0, s.Power[p] / 10.0);
+}
+
+std::uint8_t Quantize(double level)
+{
+    return std::uint8_t(std::clamp(std::nearbyint((level - cOffset) / cFactor), 0.0, 255.0));
+}
+
+void Describe(TRKFile &f, int cols, int rows, const std::vector<TSource> &sources)
+{
+    auto &st = f.Struktur;
+    st.dx = float(cSpacing);
+    st.dy = float(cSpacing);
+    st.ZLevels = 1;
+    st.nH = cPeriods;
+    st.TypeH = cwtSingle;
+    st.nW1 = std::uint16_t(sources.size());
+    st.TypeW1 = cwtNone;
+    st.nW2 = cPeriods;
+    st.TypeW2 = cwtSmallInt;
+    f.CalcDimension(cX0, cY0, cX0 + (cols - 1) * cSpacing, cY0 + (rows - 1) * cSpacing);
+    f.Comment = QLatin1String(cCommentText);
+    f.CreateInfos(true, true, true, true);
+    const char *const periods[cPeriods][2] = {
+        {"Lday", "6-18 h"}, {"Levening", "18-22 h"}, {"Lnight", "22-6 h"}};
+    for (int p = 0; p < cPeriods; ++p) {
+        f.GetHInfo(p + 1)->Name = QLatin1String(periods[p][0]);
+        f.GetHInfo(p + 1)->Unit = QStringLiteral("dB(A)");
+        TInfoItem &w2 = *f.GetW2Info(p + 1);
+        w2.Name = QLatin1String(periods[p][0] + 1);
+        w2.Unit = QLatin1String(periods[p][1]);
+        w2.Offset = cOffset;
+        w2.Factor = cFactor;
+    }
+    for (std::size_t s = 0; s < sources.size(); ++s) {
+        TInfoItem &w1 = *f.GetW1Info(int(s) + 1);
+        w1.Name = QLatin1String(sources[s].Name);
+        w1.Unit = QStringLiteral("dB(A)");
+        w1.Offset = cOffset;
+        w1.Factor = cFactor;
+    }
+    f.GetZInfo(1)->Name = QStringLiteral("4 m");
+    f.GetZInfo(1)->Unit = QStringLiteral("receiver height above ground");
+}
+
+void Widen(TInfoItem &item, float value)
+{
+    item.Min = std::min(item.Min, value);
+    item.Max = std::max(item.Max, value);
 }
 
 } // namespace
 
-void WriteSampleGrid(const QString &fileName, int cols, int rows)
+void WriteSampleGrid(TOutputFile &out, int cols, int rows, TProgress &progress)
 {
     if (cols < 2 || rows < 2 || cols > 65535 || rows > 65535)
-        throw UsageError("columns and rows must lie between 2 and 65535");
-    constexpr double spacing = 5.0;
-    constexpr double x0 = 3500000.0, y0 = 5800000.0;
-    const double width = (cols - 1) * spacing, height = (rows - 1) * spacing;
-
+        throw UsageError(QLatin1String(cSizeText));
+    const double width = (cols - 1) * cSpacing, height = (rows - 1) * cSpacing;
     // Local coordinates in metres from the south-west corner, scaled to the map's size.
     const auto at = [&](double fx, double fy) { return TPoint{fx * width, fy * height}; };
     const std::vector<TSource> sources = {
@@ -88,97 +189,45 @@ void WriteSampleGrid(const QString &fileName, int cols, int rows)
         {"Rail line", {at(0.15, 1), at(0.4, 0.6), at(0.7, 0)}, {79, 79, 82}},
         {"Factory", {at(0.78, 0.78)}, {106, 103, 95}},
     };
-    const TPoint barrierA = at(0.3, 0.44), barrierB = at(0.65, 0.5);
+    const TBarrier barrier{at(0.3, 0.44), at(0.65, 0.5)};
     const TPoint factory = sources[2].Points[0];
-    std::vector<std::vector<TEmitter>> emitters;
-    for (const auto &s : sources)
-        emitters.push_back(Emitters(s));
 
-    TRKFile f(fileName);
-    auto &st = f.Struktur;
-    st.dx = float(spacing);
-    st.dy = float(spacing);
-    st.ZLevels = 1;
-    st.nH = 3;
-    st.TypeH = cwtSingle;
-    st.nW1 = std::uint16_t(sources.size());
-    st.TypeW1 = cwtNone;
-    st.nW2 = 3;
-    st.TypeW2 = cwtSmallInt;
-    f.CalcDimension(x0, y0, x0 + width, y0 + height);
-    f.Comment = QStringLiteral("Synthetic noise map: motorway, rail line, factory, barrier");
-    f.CreateInfos(true, true, true, true);
-    const char *const periods[3][2] = {{"Lday", "6-18 h"}, {"Levening", "18-22 h"}, {"Lnight", "22-6 h"}};
-    constexpr float offset = 10.0f, factor = 0.4f;
-    for (int p = 0; p < 3; ++p) {
-        f.GetHInfo(p + 1)->Name = QString::fromLatin1(periods[p][0]);
-        f.GetHInfo(p + 1)->Unit = QStringLiteral("dB(A)");
-        f.GetW2Info(p + 1)->Name = QString::fromLatin1(periods[p][0]).mid(1);
-        f.GetW2Info(p + 1)->Unit = QString::fromLatin1(periods[p][1]);
-        f.GetW2Info(p + 1)->Offset = offset;
-        f.GetW2Info(p + 1)->Factor = factor;
-    }
-    for (std::size_t s = 0; s < sources.size(); ++s) {
-        TInfoItem &w1 = *f.GetW1Info(int(s) + 1);
-        w1.Name = QString::fromLatin1(sources[s].Name);
-        w1.Unit = QStringLiteral("dB(A)");
-        w1.Offset = offset;
-        w1.Factor = factor;
-    }
-    f.GetZInfo(1)->Name = QStringLiteral("4 m");
-    f.GetZInfo(1)->Unit = QStringLiteral("receiver height above ground");
-    if (!f.CreateEmptyGrid(nullptr, 0))
-        throw EInOutError::FromErrno(cInOutDiskWriteError, fileName);
-
-    f.OpenGridFile();
+    TRKFile f(out.Device().fileName());
+    Describe(f, cols, rows, sources);
     const TCellLayout layout(f.Struktur);
-    const std::int64_t cellSize = layout.CellSize;
-    std::vector<std::uint8_t> row(std::size_t(cols * cellSize));
+    TGridWriter writer(f, out, QByteArray());
+    std::vector<std::uint8_t> row(std::size_t(cols * layout.CellSize));
     for (int r = 1; r <= rows; ++r) {
         std::fill(row.begin(), row.end(), 0);
         for (int c = 1; c <= cols; ++c) {
-            const TPoint here{(c - 1) * spacing, (r - 1) * spacing};
-            std::uint8_t *cell = &row[std::size_t((c - 1) * cellSize)];
+            const TPoint here{(c - 1) * cSpacing, (r - 1) * cSpacing};
+            std::uint8_t *cell = &row[std::size_t((c - 1) * layout.CellSize)];
             // The flag marks nodes on the factory's premises.
             cell[0] = std::abs(here.X - factory.X) < 20 && std::abs(here.Y - factory.Y) < 20 ? 1 : 0;
-            double total[3] = {0, 0, 0};
+            double total[cPeriods] = {0, 0, 0};
             for (std::size_t s = 0; s < sources.size(); ++s) {
-                double energy[3] = {0, 0, 0};
-                for (const TEmitter &e : emitters[s]) {
-                    const double d = std::max(1.0, std::hypot(here.X - e.At.X, here.Y - e.At.Y));
-                    double a = 20.0 * std::log10(d) + 11.0 + 0.005 * d;
-                    if (Crosses(e.At, here, barrierA, barrierB))
-                        a += 12.0;
-                    for (int p = 0; p < 3; ++p)
-                        energy[p] += std::pow(10.0, (e.Power[p] - a) / 10.0);
-                }
-                for (int p = 0; p < 3; ++p) {
-                    const double level = 10.0 * std::log10(energy[p] + 1e-3);
-                    const std::uint8_t stored = Quantize(level, offset, factor);
+                double energy[cPeriods];
+                SourceEnergy(sources[s], here, barrier, energy);
+                for (int p = 0; p < cPeriods; ++p) {
+                    const std::uint8_t stored = Quantize(10.0 * std::log10(energy[p] + 1e-3));
                     cell[layout.W2Pos(std::int64_t(s) + 1, p + 1)] = stored; // small int, high byte 0
-                    const float physical = float(stored) * factor + offset;
-                    for (TInfoItem *item : {f.GetW1Info(int(s) + 1), f.GetW2Info(p + 1)}) {
-                        item->Min = std::min(item->Min, physical);
-                        item->Max = std::max(item->Max, physical);
-                    }
+                    const float physical = float(stored) * cFactor + cOffset;
+                    Widen(*f.GetW1Info(int(s) + 1), physical);
+                    Widen(*f.GetW2Info(p + 1), physical);
                     total[p] += energy[p];
                 }
             }
-            for (int p = 0; p < 3; ++p) {
+            for (int p = 0; p < cPeriods; ++p) {
                 // A quiet background of 30 dB(A) everywhere.
                 const float level = float(10.0 * std::log10(total[p] + 1000.0));
                 qToLittleEndian(level, cell + layout.HPos(p + 1));
-                TInfoItem &h = *f.GetHInfo(p + 1);
-                h.Min = std::min(h.Min, level);
-                h.Max = std::max(h.Max, level);
+                Widen(*f.GetHInfo(p + 1), level);
             }
         }
-        f.WriteDataBlock(1, r, cols, 1, row.data());
+        writer.Write(row.data(), std::int64_t(row.size()));
+        progress.Update(r, rows);
     }
-    f.WriteHMinMax();
-    f.WriteW1MinMax();
-    f.WriteW2MinMax();
-    f.CloseGridFile();
+    writer.Finish();
 }
 
 } // namespace wnpack

@@ -1,128 +1,160 @@
-// wnpack grid: write, inspect, query, build and export grid result files.
+// wnpack grid: write, inspect, query, build, copy and export grid result files.
 #include "Command.h"
 #include "GridTool.h"
+#include "Paths.h"
+#include "Progress.h"
+
+#include "framework/SysUtils.h"
 
 #include <QJsonDocument>
-
-#include <cmath>
-#include <cstdio>
 
 namespace wnpack {
 namespace {
 
-const char *const cGridUsage =
-    "usage: wnpack grid sample OUT [--cols N --rows N]\n"
-    "       wnpack grid info FILE [--json]\n"
-    "       wnpack grid query FILE X Y [--section --cos C --sin S]\n"
-    "       wnpack grid create OUT DESCRIPTION.json\n"
-    "       wnpack grid export FILE --channel H<k>|W1.<i>|W1.<i>.<j> --format asc OUT";
+const char *const cOutsideText = "point %1 %2 lies outside the grid; the nearest border node answers";
 
-// Takes "--name value" out of args; empty when absent.
-QString TakeOption(QStringList &args, const QString &name)
+bool Quiet(TArgs &args)
 {
-    const qsizetype i = args.indexOf(name);
-    if (i < 0)
-        return QString();
-    if (i + 1 >= args.size())
-        Bad(QStringLiteral("option %1 needs a value").arg(name));
-    const QString value = args.at(i + 1);
-    args.remove(i, 2);
-    return value;
+    return args.Flag("-q", "--quiet");
 }
 
-bool TakeFlag(QStringList &args, const QString &name)
+int RunSample(TArgs &args)
 {
-    return args.removeAll(name) > 0;
+    const bool quiet = Quiet(args);
+    const auto cols = args.Option("--cols");
+    const auto rows = args.Option("--rows");
+    args.Expect(1, 1);
+    const int c = cols ? ParseWhole(*cols, "--cols") : 200;
+    const int r = rows ? ParseWhole(*rows, "--rows") : 160;
+    TOutputFile out(args.Raw(0));
+    TProgress progress(quiet);
+    WriteSampleGrid(out, c, r, progress);
+    return 0;
 }
 
-double ParseNumber(const QString &text, const char *what)
+int RunInfo(TArgs &args)
 {
-    bool ok = false;
-    const double v = text.toDouble(&ok);
-    if (!ok || !std::isfinite(v))
-        Bad(QStringLiteral("%1 \"%2\" is not a number").arg(QLatin1String(what), text));
-    return v;
+    const bool json = args.Flag("--json");
+    args.Expect(1, 1);
+    const QString file = InputFile(args.Raw(0));
+    if (json)
+        Print(QString::fromUtf8(QJsonDocument(GridInfoJson(file)).toJson(QJsonDocument::Indented)));
+    else
+        Print(GridInfoText(file, file));
+    return 0;
 }
 
-int ParseCount(const QString &text, const char *what)
+int RunQuery(TArgs &args)
 {
-    bool ok = false;
-    const int v = text.toInt(&ok);
-    if (!ok)
-        Bad(QStringLiteral("%1 \"%2\" is not a whole number").arg(QLatin1String(what), text));
-    return v;
+    const bool json = args.Flag("--json");
+    const bool section = args.Flag("--section");
+    const auto cosine = args.Option("--cos");
+    const auto sine = args.Option("--sin");
+    args.Expect(3, 3);
+    const TQueryPoint point{args.Number(1, "X"), args.Number(2, "Y"), section,
+                            cosine ? ParseNumber(*cosine, "--cos") : 1.0,
+                            sine ? ParseNumber(*sine, "--sin") : 0.0};
+    const TQueryAnswer answer = QueryGrid(InputFile(args.Raw(0)), point);
+    if (answer.Outside)
+        Warn(QStringLiteral("grid query"),
+             QString::fromLatin1(cOutsideText).arg(wn::FloatToStr(point.X), wn::FloatToStr(point.Y)));
+    Print(json ? QString::fromUtf8(QJsonDocument(answer.Json).toJson(QJsonDocument::Indented)) : answer.Text);
+    return 0;
 }
 
-void ExpectArgs(const QStringList &args, qsizetype count, const char *usage)
+int RunCreate(TArgs &args)
 {
-    for (const QString &a : args)
-        if (a.startsWith(QLatin1String("--")))
-            Bad(QStringLiteral("unknown option %1").arg(a));
-    if (args.size() != count)
-        Bad(QStringLiteral("usage: wnpack grid %1").arg(QLatin1String(usage)));
+    const bool quiet = Quiet(args);
+    args.Expect(2, 2);
+    const QString description = InputFile(args.Raw(1));
+    RefuseSameFile(args.Raw(1), args.Raw(0));
+    TOutputFile out(args.Raw(0));
+    TProgress progress(quiet);
+    CreateGrid(description, out, progress);
+    return 0;
 }
 
-void Print(const QString &text)
+int RunCopy(TArgs &args)
 {
-    std::fputs(text.toUtf8().constData(), stdout);
+    const bool quiet = Quiet(args);
+    args.Expect(2, 2);
+    const QString source = InputFile(args.Raw(0));
+    RefuseSameFile(args.Raw(0), args.Raw(1));
+    TOutputFile out(args.Raw(1));
+    TProgress progress(quiet);
+    CopyGrid(source, out, progress);
+    return 0;
 }
 
-int RunGrid(const QStringList &arguments)
+int RunExport(TArgs &args)
 {
-    if (arguments.isEmpty()) {
-        std::fprintf(stderr, "%s\n", cGridUsage);
-        return 1;
-    }
-    QStringList args = arguments;
-    const QString sub = args.takeFirst();
-    if (sub == QLatin1String("sample")) {
-        const QString cols = TakeOption(args, QStringLiteral("--cols"));
-        const QString rows = TakeOption(args, QStringLiteral("--rows"));
-        ExpectArgs(args, 1, "sample OUT [--cols N --rows N]");
-        WriteSampleGrid(args[0], cols.isEmpty() ? 200 : ParseCount(cols, "--cols"),
-                        rows.isEmpty() ? 160 : ParseCount(rows, "--rows"));
-        return 0;
-    }
-    if (sub == QLatin1String("info")) {
-        const bool json = TakeFlag(args, QStringLiteral("--json"));
-        ExpectArgs(args, 1, "info FILE [--json]");
-        if (json)
-            Print(QString::fromUtf8(QJsonDocument(GridInfoJson(args[0])).toJson(QJsonDocument::Indented)));
-        else
-            Print(GridInfoText(args[0]));
-        return 0;
-    }
-    if (sub == QLatin1String("query")) {
-        const bool section = TakeFlag(args, QStringLiteral("--section"));
-        const QString cosine = TakeOption(args, QStringLiteral("--cos"));
-        const QString sine = TakeOption(args, QStringLiteral("--sin"));
-        ExpectArgs(args, 3, "query FILE X Y [--section --cos C --sin S]");
-        Print(GridQueryText(args[0], ParseNumber(args[1], "X"), ParseNumber(args[2], "Y"), section,
-                            cosine.isEmpty() ? 1.0 : ParseNumber(cosine, "--cos"),
-                            sine.isEmpty() ? 0.0 : ParseNumber(sine, "--sin")));
-        return 0;
-    }
-    if (sub == QLatin1String("create")) {
-        ExpectArgs(args, 2, "create OUT DESCRIPTION.json");
-        CreateGrid(args[0], args[1]);
-        return 0;
-    }
-    if (sub == QLatin1String("export")) {
-        const QString channel = TakeOption(args, QStringLiteral("--channel"));
-        const QString format = TakeOption(args, QStringLiteral("--format"));
-        ExpectArgs(args, 2, "export FILE --channel H<k>|W1.<i>|W1.<i>.<j> --format asc OUT");
-        if (channel.isEmpty())
-            Bad(QStringLiteral("export needs --channel"));
-        if (!format.isEmpty() && format != QLatin1String("asc"))
-            Bad(QStringLiteral("unknown export format \"%1\" (only asc)").arg(format));
-        ExportGrid(args[0], channel, args[1]);
-        return 0;
-    }
-    Bad(QStringLiteral("unknown grid command \"%1\" (sample, info, query, create, export)").arg(sub));
+    const bool quiet = Quiet(args);
+    const auto channel = args.Option("--channel");
+    const auto format = args.Option("--format");
+    args.Expect(2, 2);
+    if (!channel)
+        throw UsageError(QStringLiteral("export needs --channel"));
+    if (format && *format != QLatin1String("asc"))
+        throw UsageError(QLatin1String("unknown export format ") + *format + QLatin1String(" (only asc)"));
+    const QString source = InputFile(args.Raw(0));
+    RefuseSameFile(args.Raw(0), args.Raw(1));
+    TOutputFile out(args.Raw(1));
+    TProgress progress(quiet);
+    ExportGrid(source, *channel, out, progress);
+    return 0;
 }
 
-const TCommandRegistration registration({"grid", "writes, inspects, queries, builds and exports grid files",
-                                         RunGrid});
+const TCommandRegistration registrations[] = {
+    TCommandRegistration(
+        {"grid sample", "OUT [--cols N] [--rows N]", "writes a synthetic noise map",
+         "Writes a synthetic noise map of a motorway, a rail line and a factory with a barrier, on a grid "
+         "of\n"
+         "5 m: three H channels (Lday, Levening, Lnight, Single), one W1 channel per source without values\n"
+         "of its own, and the source's three periods as W2 channels (SmallInt).",
+         "  --cols N, --rows N nodes across and up (2 to 65535; 200 and 160 when not given)\n",
+         "wnpack grid sample noise.rlk --cols 400 --rows 300", true, false, RunSample}),
+    TCommandRegistration(
+        {"grid info", "FILE [--json]", "structure, comment and channels of a grid file",
+         "Prints counts, origin, spacing, extent, cell size, value types and every channel with name, unit,\n"
+         "min, max, offset and factor. Single values appear in the shortest form that reads back the same\n"
+         "(0.4); a min or max the writer never set shows as \"none\".",
+         "  --json             the description as JSON in full precision, with the reserved bytes of the\n"
+         "                     structure and the special block: what `wnpack grid create` reads\n",
+         "wnpack grid info noise.rlk --json > noise.json", false, false, RunInfo}),
+    TCommandRegistration(
+        {"grid query", "FILE X Y [--section [--cos C] [--sin S]] [--json]", "the labelled values at a point",
+         "Answers the point query at X Y. The first line holds X, Y and Z of the node that answers (the\n"
+         "nearest; a point outside the grid is answered by a border node, with a warning on stderr), then\n"
+         "one line per value: its tag, a tab and \"name [unit] <tab> value\". The tag names the channel:\n"
+         "H channel k is k * 65536, W1 channel i is i * 256 and W2 channel j under it i * 256 + j; the line\n"
+         "\"-\" with tag 0 ends the H lines. W1 and W2 units carry the SI prefix of the value (mPa, kW).",
+         "  --section          a vertical section: X is the distance along the section line, Y a height\n"
+         "  --cos C, --sin S   direction of the section line (1 and 0 when not given)\n"
+         "  --json             the node and the values as JSON: tag, kind (H, W1, W2), index, channel (as\n"
+         "                     export --channel takes it), name, unit and value\n",
+         "wnpack grid query noise.rlk 3500420 5800310 --json", false, false, RunQuery}),
+    TCommandRegistration(
+        {"grid create", "OUT DESCRIPTION.json", "builds a grid file from its JSON description",
+         "Builds a grid file from a JSON description as `wnpack grid info --json` prints it; values left "
+         "out\n"
+         "keep their defaults. \"cells\" places cells given in hex, each entry one or more whole cells\n"
+         "side by side: {\"col\": 1, \"row\": 2, \"hex\": \"000a...\"}; all other cells are zero.",
+         "", "wnpack grid create new.rlk noise.json", true, false, RunCreate}),
+    TCommandRegistration(
+        {"grid copy", "SRC DST", "copies a grid file through the package",
+         "Copies a grid file through the package's reader and writer: the structure with its reserved\n"
+         "bytes, comment, channels, special block and every cell. A file the suite wrote comes out byte\n"
+         "for byte the same.",
+         "", "wnpack grid copy noise.rlk backup.rlk", true, false, RunCopy}),
+    TCommandRegistration(
+        {"grid export", "FILE --channel CHANNEL [--format asc] OUT", "one channel as an ESRI ASCII grid",
+         "Writes one channel as an ESRI ASCII grid (nodes as cell centres, north at the top), scaled to\n"
+         "physical values. CHANNEL is H<k> for H channel k, W1.<i> for the value of W1 channel i, or\n"
+         "W1.<i>.<j> for W2 channel j under W1 channel i (scaled as its W1 channel): H1, W1.2, W1.2.3.",
+         "  --channel CHANNEL  the channel to write (needed)\n"
+         "  --format asc       the format (the only one)\n",
+         "wnpack grid export noise.rlk --channel W1.2.3 rail-night.asc", true, false, RunExport}),
+};
 
 } // namespace
 } // namespace wnpack
