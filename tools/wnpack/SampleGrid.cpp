@@ -11,6 +11,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -25,7 +26,7 @@ const char *const cCommentText = "Synthetic noise map: motorway, rail line, fact
 
 constexpr double cSpacing = 5.0;
 constexpr double cX0 = 3500000.0, cY0 = 5800000.0;
-// Free-field spreading: Lp = Lw - 20 lg d - 11.
+// Free-field spreading: Lp = Lw - 20 lg d - 11 (a line source: its power per metre, integrated).
 const double cSpreading = std::pow(10.0, -1.1);
 // What the barrier lets through.
 const double cBarrier = std::pow(10.0, -1.2);
@@ -95,36 +96,62 @@ bool ShadowOfPiece(TPoint r, TPoint p, TPoint u, double len, const TBarrier &b, 
     return t0 < t1;
 }
 
-// The integral of 1 / d^2 along a straight piece seen from r, with the barrier's share damped.
-double PieceFactor(TPoint r, TPoint p, TPoint q, const TBarrier &b)
+// A straight piece of a line source: from P, Len metres along the unit vector U.
+struct TPiece {
+    TPoint P, U;
+    double Len;
+};
+
+// A source as the model computes it: its pieces (none for a point), and per period its power
+// (relative to 1 W, with the spreading constant) and the level of that power.
+struct TEmitter {
+    TPoint Point;
+    std::vector<TPiece> Pieces;
+    double Power[cPeriods];
+    double Level[cPeriods];
+};
+
+TEmitter Prepare(const TSource &s)
 {
-    const double len = std::hypot(q.X - p.X, q.Y - p.Y);
-    const TPoint u{(q.X - p.X) / len, (q.Y - p.Y) / len};
+    TEmitter e{s.Points[0], {}, {}, {}};
+    for (std::size_t i = 0; i + 1 < s.Points.size(); ++i) {
+        const TPoint d = s.Points[i + 1] - s.Points[i];
+        const double len = std::hypot(d.X, d.Y);
+        e.Pieces.push_back({s.Points[i], {d.X / len, d.Y / len}, len});
+    }
+    for (int p = 0; p < cPeriods; ++p) {
+        e.Power[p] = cSpreading * std::pow(10.0, s.Power[p] / 10.0);
+        e.Level[p] = 10.0 * std::log10(e.Power[p]);
+    }
+    return e;
+}
+
+// The integral of 1 / d^2 along a straight piece seen from r, with the barrier's share damped.
+double PieceFactor(TPoint r, const TPiece &piece, const TBarrier &b)
+{
+    const TPoint p = piece.P, u = piece.U;
     const double along = u.X * (p.X - r.X) + u.Y * (p.Y - r.Y);
     const double h = std::max(std::abs(Cross(u, r - p)), cMinDistance);
     // atan(a / h) - atan(b / h) in one call.
     const auto angle = [h](double a, double b) { return std::atan2(h * (a - b), h * h + a * b); };
-    double factor = angle(along + len, along);
+    double factor = angle(along + piece.Len, along);
     double t0, t1;
-    if (ShadowOfPiece(r, p, u, len, b, t0, t1))
+    if (ShadowOfPiece(r, p, u, piece.Len, b, t0, t1))
         factor -= (1 - cBarrier) * angle(along + t1, along + t0);
     return factor / h;
 }
 
-// Energy of each period at r from one source, relative to 1 W.
-void SourceEnergy(const TSource &s, TPoint r, const TBarrier &b, double energy[cPeriods])
+// How much of a source's power reaches r: 1 / d^2 for a point, its integral along a line.
+double Geometry(const TEmitter &e, TPoint r, const TBarrier &b)
 {
-    double g;
-    if (s.Points.size() == 1) {
-        const double d = std::max(std::hypot(r.X - s.Points[0].X, r.Y - s.Points[0].Y), cMinDistance);
-        g = (Shadowed(r, s.Points[0], b) ? cBarrier : 1.0) / (d * d);
-    } else {
-        g = 0;
-        for (std::size_t i = 0; i + 1 < s.Points.size(); ++i)
-            g += PieceFactor(r, s.Points[i], s.Points[i + 1], b);
+    if (e.Pieces.empty()) {
+        const double d = std::max(std::hypot(r.X - e.Point.X, r.Y - e.Point.Y), cMinDistance);
+        return (Shadowed(r, e.Point, b) ? cBarrier : 1.0) / (d * d);
     }
-    for (int p = 0; p < cPeriods; ++p)
-        energy[p] = g * cSpreading * std::pow(10.0, s.Power[p] / 10.0);
+    double g = 0;
+    for (const TPiece &piece : e.Pieces)
+        g += PieceFactor(r, piece, b);
+    return g;
 }
 
 std::uint8_t Quantize(double level)
@@ -191,12 +218,21 @@ void WriteSampleGrid(TOutputFile &out, int cols, int rows, TProgress &progress)
     };
     const TBarrier barrier{at(0.3, 0.44), at(0.65, 0.5)};
     const TPoint factory = sources[2].Points[0];
+    std::vector<TEmitter> emitters;
+    for (const TSource &source : sources)
+        emitters.push_back(Prepare(source));
 
     TRKFile f(out.Device().fileName());
     Describe(f, cols, rows, sources);
     const TCellLayout layout(f.Struktur);
     TGridWriter writer(f, out, QByteArray());
     std::vector<std::uint8_t> row(std::size_t(cols * layout.CellSize));
+    // The stored bytes seen per source and period, and the H levels, for min and max.
+    std::vector<std::array<std::uint8_t, cPeriods>> low(emitters.size()), high(emitters.size());
+    for (std::size_t s = 0; s < emitters.size(); ++s) {
+        low[s].fill(255);
+        high[s].fill(0);
+    }
     for (int r = 1; r <= rows; ++r) {
         std::fill(row.begin(), row.end(), 0);
         for (int c = 1; c <= cols; ++c) {
@@ -205,16 +241,16 @@ void WriteSampleGrid(TOutputFile &out, int cols, int rows, TProgress &progress)
             // The flag marks nodes on the factory's premises.
             cell[0] = std::abs(here.X - factory.X) < 20 && std::abs(here.Y - factory.Y) < 20 ? 1 : 0;
             double total[cPeriods] = {0, 0, 0};
-            for (std::size_t s = 0; s < sources.size(); ++s) {
-                double energy[cPeriods];
-                SourceEnergy(sources[s], here, barrier, energy);
+            for (std::size_t s = 0; s < emitters.size(); ++s) {
+                const TEmitter &e = emitters[s];
+                const double g = Geometry(e, here, barrier);
+                const double lg = g > 0 ? 10.0 * std::log10(g) : -HUGE_VAL;
                 for (int p = 0; p < cPeriods; ++p) {
-                    const std::uint8_t stored = Quantize(10.0 * std::log10(energy[p] + 1e-3));
+                    const std::uint8_t stored = Quantize(lg + e.Level[p]);
                     cell[layout.W2Pos(std::int64_t(s) + 1, p + 1)] = stored; // small int, high byte 0
-                    const float physical = float(stored) * cFactor + cOffset;
-                    Widen(*f.GetW1Info(int(s) + 1), physical);
-                    Widen(*f.GetW2Info(p + 1), physical);
-                    total[p] += energy[p];
+                    low[s][p] = std::min(low[s][p], stored);
+                    high[s][p] = std::max(high[s][p], stored);
+                    total[p] += g * e.Power[p];
                 }
             }
             for (int p = 0; p < cPeriods; ++p) {
@@ -227,6 +263,13 @@ void WriteSampleGrid(TOutputFile &out, int cols, int rows, TProgress &progress)
         writer.Write(row.data(), std::int64_t(row.size()));
         progress.Update(r, rows);
     }
+    for (std::size_t s = 0; s < emitters.size(); ++s)
+        for (int p = 0; p < cPeriods; ++p)
+            for (std::uint8_t stored : {low[s][p], high[s][p]}) {
+                const float physical = float(stored) * cFactor + cOffset;
+                Widen(*f.GetW1Info(int(s) + 1), physical);
+                Widen(*f.GetW2Info(p + 1), physical);
+            }
     writer.Finish();
 }
 
