@@ -36,7 +36,7 @@ TFileIO::~TFileIO()
     Close();
 }
 
-void TFileIO::OpenFile(QFileDevice &File, const QString &FileName, QIODevice::OpenMode mode)
+void TFileIO::StartFile(const QString &FileName)
 {
     Close();
     FFileName = FileName;
@@ -45,21 +45,22 @@ void TFileIO::OpenFile(QFileDevice &File, const QString &FileName, QIODevice::Op
     FError = false;
     FErrorCode = 0;
     FHeadPending = 0;
-    CheckFileOp(File, EIO, [&] { return File.open(mode); });
 }
 
 bool TFileIO::Open(const QString &FileName)
 {
+    StartFile(FileName);
     FFile.setFileName(FileName);
-    OpenFile(FFile, FileName, QIODevice::ReadOnly);
+    CheckFileOp(FFile, EIO, [&] { return FFile.open(QIODevice::ReadOnly); });
     return true;
 }
 
 bool TFileIO::Make(const QString &FileName)
 {
+    StartFile(FileName);
     FNewFile.setFileName(FileName);
     // Unbuffered, so that a write that falls short is seen by the record that made it.
-    OpenFile(FNewFile, FileName, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    CheckFileOp(FNewFile, EIO, [&] { return FNewFile.open(QIODevice::WriteOnly | QIODevice::Unbuffered); });
     return true;
 }
 

@@ -110,7 +110,8 @@ public:
     void SetHeadPending(std::int8_t Value) { FHeadPending = Value; }
 
 private:
-    void OpenFile(QFileDevice &File, const QString &FileName, QIODevice::OpenMode mode);
+    // Closes a file still open and clears the state for the next one.
+    void StartFile(const QString &FileName);
     // read_datainfo; true when it read the head of a record ID. Another identifier sets the
     // error flag and leaves the error code as it was.
     bool ReadHeadOf(std::uint16_t ID);

@@ -21,7 +21,8 @@ using namespace wn;
 namespace {
 
 const char *const cChannelSyntaxText = "channel %1: expected H<k>, W1.<i> or W1.<i>.<j>";
-const char *const cOutOfRangeText = "channel %1 out of range: the file has %2 %3";
+// The user's text goes in last, so that a "%1" in it stays as it is.
+const char *const cOutOfRangeText = "channel %3 out of range: the file has %1 %2";
 const char *const cNoValuesText = "channel %1 holds no values (its value type is None)";
 const char *const cGeometryText = "origin and spacing cannot be written as an ASCII grid: ";
 
@@ -44,7 +45,7 @@ TChannel ParseChannel(TRKFile &f, const QString &channelText)
     const auto check = [&](int index, int count, const char *what, std::uint8_t type) {
         if (index < 1 || index > count)
             throw Exception(
-                QString::fromLatin1(cOutOfRangeText).arg(channelText).arg(count).arg(QLatin1String(what)));
+                QString::fromLatin1(cOutOfRangeText).arg(count).arg(QLatin1String(what)).arg(channelText));
         if (type == cwtNone)
             throw Exception(QString::fromLatin1(cNoValuesText).arg(channelText));
     };
