@@ -62,28 +62,30 @@ int RunQuery(TArgs &args)
     return 0;
 }
 
+// A job that reads the file at argument in and writes the one at argument out, which must not
+// be the same file.
+template <typename Job> int ReadAndWrite(TArgs &args, bool quiet, int in, int out, Job job)
+{
+    const QString source = InputFile(args.Raw(in));
+    RefuseSameFile(args.Raw(in), args.Raw(out));
+    TOutputFile file(args.Raw(out));
+    TProgress progress(quiet);
+    job(source, file, progress);
+    return 0;
+}
+
 int RunCreate(TArgs &args)
 {
     const bool quiet = Quiet(args);
     args.Expect(2, 2);
-    const QString description = InputFile(args.Raw(1));
-    RefuseSameFile(args.Raw(1), args.Raw(0));
-    TOutputFile out(args.Raw(0));
-    TProgress progress(quiet);
-    CreateGrid(description, out, progress);
-    return 0;
+    return ReadAndWrite(args, quiet, 1, 0, CreateGrid);
 }
 
 int RunCopy(TArgs &args)
 {
     const bool quiet = Quiet(args);
     args.Expect(2, 2);
-    const QString source = InputFile(args.Raw(0));
-    RefuseSameFile(args.Raw(0), args.Raw(1));
-    TOutputFile out(args.Raw(1));
-    TProgress progress(quiet);
-    CopyGrid(source, out, progress);
-    return 0;
+    return ReadAndWrite(args, quiet, 0, 1, CopyGrid);
 }
 
 int RunExport(TArgs &args)
@@ -96,12 +98,9 @@ int RunExport(TArgs &args)
         throw UsageError(QStringLiteral("export needs --channel"));
     if (format && *format != QLatin1String("asc"))
         throw UsageError(QLatin1String("unknown export format ") + *format + QLatin1String(" (only asc)"));
-    const QString source = InputFile(args.Raw(0));
-    RefuseSameFile(args.Raw(0), args.Raw(1));
-    TOutputFile out(args.Raw(1));
-    TProgress progress(quiet);
-    ExportGrid(source, *channel, out, progress);
-    return 0;
+    return ReadAndWrite(args, quiet, 0, 1, [&](const QString &source, TOutputFile &out, TProgress &progress) {
+        ExportGrid(source, *channel, out, progress);
+    });
 }
 
 const TCommandRegistration registrations[] = {
