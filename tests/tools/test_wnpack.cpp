@@ -240,6 +240,8 @@ TEST_F(Wnpack, SortKeyReadsNumbersAndRefusesOnlyWhatTheFormatterRefuses)
     const TToolRun sorted = Run({"sortkey", "A00", "--sorted"}, input);
     EXPECT_EQ(sorted.Out, "7\nA1\nB9\nB09\nB10\n");
     EXPECT_TRUE(sorted.Err.isEmpty());
+    // A separator standing alone keeps the width: ".3" and "5" are laid out alike.
+    EXPECT_EQ(Run({"sortkey", ".00", "--sorted", ".3", "5", ".9", "1"}).Out, "1\n.3\n5\n.9\n");
     // Numbers may look like options after "--"; formats with a counter part are what --next is for.
     EXPECT_EQ(Run({"sortkey", "A00", "--next", "B09x", "A99", "abc", "--", "--7"}).Out,
               "B09x\tB10x\t0\nA99\tA100\t-7\nabc\tabc\t-6\n--7\t--8\t0\n");
