@@ -103,6 +103,9 @@ TEST_F(GeoDescrTest, SituationDescriptionJoinsLinesAndIsCutTo80Characters)
         {DescribedFile(block, '1', "text", -3), QString()},
         {DescribedFile(QByteArray(4, 'h'), "text"), QString()},
         {negative, QString()},
+        // Cut short: what was read, with its line ends joined.
+        {DescribedFile(block, "first\r\nsecond").chopped(4), QStringLiteral("first; se")},
+        {DescribedFile(block, "first\r\nsecond").chopped(13), QString()},
     };
     for (const auto &[bytes, want] : cases)
         EXPECT_EQ(SituationfileDescr(Write("a.sit", bytes)), want) << bytes.toHex().constData();
@@ -138,6 +141,8 @@ TEST_F(GeoDescrTest, CurrentGeoFormReadsTheMarkedDescription)
         {DescribedFile(smallest, "new"), QStringLiteral("new")},
         {DescribedFile(older, "new"), QStringLiteral("old")},
         {DescribedFile(noTen, "new"), QStringLiteral("UU")},
+        {DescribedFile(CurrentGeoBlock(), "ab\r\ncd").chopped(1), QStringLiteral("ab; c")},
+        {DescribedFile(CurrentGeoBlock(), "ab").left(6 + 12), QString()},
     };
     for (const auto &[bytes, want] : cases)
         EXPECT_EQ(GeofileDescr(Write("a.geo", bytes)), want) << bytes.toHex().constData();
@@ -162,23 +167,6 @@ TEST_F(GeoDescrTest, OlderGeoFormReadsTheTextInsideTheHeader)
     for (const auto &c : cases)
         EXPECT_EQ(GeofileDescr(Write("old.geo", c.File)), c.Want) << c.File.toHex().constData();
     EXPECT_EQ(GeofileDescr(dir.filePath("missing.geo")), QString());
-}
-
-TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
-{
-    const QByteArray text = "first\r\nsecond";
-    const auto check = [&](const QByteArray &bytes, QString (*reader)(const QString &), int silentFrom) {
-        const int textStart = int(bytes.size() - text.size());
-        for (int cut = silentFrom; cut <= bytes.size(); ++cut) {
-            QString want;
-            if (cut > textStart)
-                want = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
-            EXPECT_EQ(reader(Write("cut", bytes.left(cut))), want) << "cut at " << cut;
-        }
-    };
-    check(DescribedFile(QByteArray(9, 'h'), text), SituationfileDescr, 0);
-    // A geo file cut inside its header block may still show the older form's text.
-    check(DescribedFile(CurrentGeoBlock(), text), GeofileDescr, 6 + 12);
 }
 
 TEST_F(GeoDescrTest, HugeLengthsReadOnlyWhatIsThere)
