@@ -125,8 +125,10 @@ void IBibApp::SetProperty(const QString &Name, const QVariant &Value) const
 // must list the interface.
 IBibApp CoBibApp::Query(std::shared_ptr<const TBibAppLink> link)
 {
-    const QDBusMessage reply = link->Call(QLatin1String(IntrospectableInterface), QStringLiteral("Introspect"), {});
-    if (reply.arguments().isEmpty() || !OffersInterface(reply.arguments().first().toString(), link->Interface))
+    const QDBusMessage reply =
+        link->Call(QLatin1String(IntrospectableInterface), QStringLiteral("Introspect"), {});
+    if (reply.arguments().isEmpty() ||
+        !OffersInterface(reply.arguments().first().toString(), link->Interface))
         throw EOleSysError(QLatin1String(UnknownInterfaceError),
                            QString::fromLatin1(NoInterfaceText).arg(link->Interface, link->Path));
     return IBibApp(std::move(link));

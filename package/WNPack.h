@@ -72,7 +72,8 @@ WN_EXPORT std::span<const TUnitRegistration> GetRegistrationTable();
 
 // Called from a Register procedure while RegisteredComponents runs it; anywhere else it raises
 // wn::Exception.
-WN_EXPORT void RegisterComponents(const QString &Page, std::initializer_list<const QMetaObject *> ComponentClasses);
+WN_EXPORT void RegisterComponents(const QString &Page,
+                                  std::initializer_list<const QMetaObject *> ComponentClasses);
 
 struct TRegisteredComponent {
     QString Page;
