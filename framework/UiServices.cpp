@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCursor>
+#include <QDialog>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
@@ -251,6 +252,15 @@ Qt::CursorShape CursorShape(TCursor cursor)
 
 TUiServices::~TUiServices() = default;
 
+int TUiServices::ShowModal(QDialog &form)
+{
+    if (Headless()) {
+        std::fprintf(stderr, "%s: not shown without a display\n", qPrintable(form.windowTitle()));
+        return mrCancel;
+    }
+    return form.exec();
+}
+
 TUiServices &UiServices()
 {
     TUiServices *s = g_services.load();
@@ -312,6 +322,34 @@ int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsg
     call.Kind = kind;
     call.Buttons = buttons;
     call.HelpContext = helpContext;
+    call.Answer = answer;
+    Record(call);
+    return answer;
+}
+
+int TRecordingUiServices::ShowModal(QDialog &form)
+{
+    std::function<void(QDialog &)> user;
+    {
+        std::lock_guard<std::recursive_mutex> lock(FLock);
+        if (!ModalAnswers.empty()) {
+            user = std::move(ModalAnswers.front());
+            ModalAnswers.pop_front();
+        }
+    }
+    int answer = mrCancel;
+    if (user) {
+        // Not under the lock: the user may well open message boxes and file dialogs meanwhile.
+        form.setResult(mrNone);
+        form.show();
+        user(form);
+        if (form.isVisible())
+            form.reject();
+        answer = form.result();
+    }
+    Call call;
+    call.What = QStringLiteral("ShowModal");
+    call.Text = form.windowTitle();
     call.Answer = answer;
     Record(call);
     return answer;

@@ -1,7 +1,8 @@
 #pragma once
 // Everything modal or global that the package asks of the user interface goes through one
-// replaceable service object: message boxes, file and print dialogs, help, beep, clipboard and
-// the screen cursor. Hosts may install their own; tests install TRecordingUiServices.
+// replaceable service object: message boxes, the package's own modal forms, file and print
+// dialogs, help, beep, clipboard and the screen cursor. Hosts may install their own; tests install
+// TRecordingUiServices.
 
 #include "framework/Classes.h"
 #include "wn_export.h"
@@ -12,9 +13,11 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <vector>
 
+class QDialog;
 class QPrinter;
 
 namespace wn {
@@ -86,6 +89,10 @@ public:
     // Shows a modal message box; returns the modal result of the button pressed.
     virtual int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons,
                            int helpContext) = 0;
+    // Shows one of the package's forms modally; returns the result it closed with (a form that
+    // closes through done(mrOk) answers mrOk). Where nobody can see a window the form is not
+    // shown and the answer is mrCancel.
+    virtual int ShowModal(QDialog &form);
     // On confirmation: true, with options.FileName set to the chosen file.
     virtual bool OpenFileDialog(TFileDialogOptions &options) = 0;
     virtual bool SaveFileDialog(TFileDialogOptions &options) = 0;
@@ -118,9 +125,9 @@ class WN_EXPORT TRecordingUiServices : public TUiServices
 {
 public:
     struct Call {
-        QString What; // "MessageDlg", "OpenFileDialog", "SaveFileDialog", "PrintDialog", "ShowHelp",
-                      // "Beep", "SetClipboardText", "SetScreenCursor"
-        QString Text;
+        QString What; // "MessageDlg", "ShowModal", "OpenFileDialog", "SaveFileDialog", "PrintDialog",
+                      // "ShowHelp", "Beep", "SetClipboardText", "SetScreenCursor"
+        QString Text; // the message, or the modal form's title
         TMsgDlgType Kind = mtInformation;
         TMsgDlgButtons Buttons;
         int HelpContext = 0;
@@ -133,6 +140,11 @@ public:
     std::deque<int> MessageAnswers;
     std::deque<QString> FileAnswers; // an empty string cancels
     std::deque<bool> PrintAnswers;
+    // Users of modal forms, used in order: each is called with the form shown (not modal) and
+    // works it as a person would; the form's result is the answer. A form still open afterwards
+    // is closed as if by its close box (reject()); with no user left the form is not shown and
+    // the answer is mrCancel.
+    std::deque<std::function<void(QDialog &form)>> ModalAnswers;
 
     std::vector<Call> Calls;
     QString Clipboard;
@@ -144,6 +156,7 @@ public:
     ~TRecordingUiServices() override;
 
     int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int helpContext) override;
+    int ShowModal(QDialog &form) override;
     bool OpenFileDialog(TFileDialogOptions &options) override;
     bool SaveFileDialog(TFileDialogOptions &options) override;
     bool PrintDialog(QPrinter &printer) override;

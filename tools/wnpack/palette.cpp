@@ -2,6 +2,7 @@
 #include "Command.h"
 
 #include "colours/FarbArr.h"
+#include "colours/gFarbDia.h"
 #include "grid/FileIO.h"
 
 #include <QFileInfo>
@@ -17,7 +18,7 @@ namespace wnpack {
 namespace {
 
 const char *const cPaletteUsage = "usage: wnpack palette default OUT | show FILE | import PLOTFARB OUT | "
-                                  "nearest FILE R G B | render FILE OUT.png";
+                                  "nearest FILE R G B | render FILE OUT.png | render FILE --editor OUT.png";
 
 // The editor's layout: 16 entries to a row, 15 rows.
 constexpr int cGridColumns = 16;
@@ -86,6 +87,18 @@ void Render(const wn::TFarbArray &source, const QString &outName)
         throw std::runtime_error(qPrintable(QStringLiteral("cannot write %1").arg(outName)));
 }
 
+// The editor form in edit mode on the palette, as a user sees it.
+void RenderEditor(wn::TFarbArray &palette, const QString &outName)
+{
+    wn::TFarbenDialog form;
+    form.SetFarbArray(&palette);
+    form.SetAendern(true);
+    form.setAttribute(Qt::WA_DontShowOnScreen);
+    form.show();
+    if (!form.grab().save(outName, "PNG"))
+        throw std::runtime_error(qPrintable(QStringLiteral("cannot write %1").arg(outName)));
+}
+
 int RunPalette(const QStringList &args)
 {
     if (args.isEmpty())
@@ -113,6 +126,10 @@ int RunPalette(const QStringList &args)
         const int r = ChannelArg(args[2], "R"), g = ChannelArg(args[3], "G"), b = ChannelArg(args[4], "B");
         LoadPalette(args[1], palette);
         std::printf("%d\n", palette.GetNearestFarbNr(r, g, b));
+    } else if (action == QLatin1String("render") && args.size() == 4 &&
+               args[2] == QLatin1String("--editor")) {
+        LoadPalette(args[1], palette);
+        RenderEditor(palette, args[3]);
     } else if (action == QLatin1String("render")) {
         NeedArgs(args, 3);
         LoadPalette(args[1], palette);
