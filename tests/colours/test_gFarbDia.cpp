@@ -165,6 +165,11 @@ TEST_F(EditorTest, EditModeMixesStoresAndReloadsByButtonsAndKeys)
     EXPECT_EQ(Form.MischFarbe(), RGB(200, 0, 0));
     Form.Farbanteil_aendern(QLatin1Char('b'), QStringLiteral("255"));
     EXPECT_EQ(Form.MischFarbe(), RGB(200, 0, 255));
+    // Typed over Red, 300 loses its last digit: the mixer keeps 30.
+    Form.SpEdRot->selectAll();
+    QTest::keyClicks(Form.SpEdRot, QStringLiteral("300"));
+    EXPECT_EQ(std::make_pair(Form.SpEdRot->text(), Form.MischFarbe()),
+              std::make_pair(QStringLiteral("30"), RGB(30, 0, 255)));
 
     Keys({Qt::Key_Return}, Qt::ControlModifier); // OK from anywhere
     EXPECT_EQ(Form.result(), mrOk);

@@ -136,9 +136,8 @@ TEST(UiServicesTest, ModalFormsAreWorkedByScriptedUsersOrNotShownAtAll)
     EXPECT_FALSE(form.isVisible());
     const auto shown = fake.CallsOf(QStringLiteral("ShowModal"));
     ASSERT_EQ(shown.size(), 3u);
-    EXPECT_EQ(shown[0].Text, QStringLiteral("Colors"));
-    EXPECT_EQ(shown[0].Answer, mrCancel);
-    EXPECT_EQ(shown[1].Answer, mrYes);
+    EXPECT_EQ(std::make_tuple(shown[0].Text, shown[0].Answer, shown[1].Answer),
+              std::make_tuple(QStringLiteral("Colors"), int(mrCancel), int(mrYes)));
 }
 
 TEST(UiServicesTest, FilterConversion)
