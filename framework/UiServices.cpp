@@ -122,6 +122,13 @@ public:
         return FileDialog(options, QFileDialog::AcceptSave);
     }
 
+    int ShowModal(QDialog &form) override
+    {
+        if (Headless())
+            return mrCancel;
+        return TUiServices::ShowModal(form);
+    }
+
     bool PrintDialog(QPrinter &printer) override
     {
         if (Headless())
@@ -254,11 +261,8 @@ TUiServices::~TUiServices() = default;
 
 int TUiServices::ShowModal(QDialog &form)
 {
-    if (Headless()) {
-        std::fprintf(stderr, "%s: not shown without a display\n", qPrintable(form.windowTitle()));
-        return mrCancel;
-    }
-    return form.exec();
+    const int result = form.exec();
+    return result == QDialog::Rejected ? mrCancel : result;
 }
 
 TUiServices &UiServices()
@@ -327,34 +331,6 @@ int TRecordingUiServices::MessageDlg(const QString &text, TMsgDlgType kind, TMsg
     return answer;
 }
 
-int TRecordingUiServices::ShowModal(QDialog &form)
-{
-    std::function<void(QDialog &)> user;
-    {
-        std::lock_guard<std::recursive_mutex> lock(FLock);
-        if (!ModalAnswers.empty()) {
-            user = std::move(ModalAnswers.front());
-            ModalAnswers.pop_front();
-        }
-    }
-    int answer = mrCancel;
-    if (user) {
-        // Not under the lock: the user may well open message boxes and file dialogs meanwhile.
-        form.setResult(mrNone);
-        form.show();
-        user(form);
-        if (form.isVisible())
-            form.reject();
-        answer = form.result();
-    }
-    Call call;
-    call.What = QStringLiteral("ShowModal");
-    call.Text = form.windowTitle();
-    call.Answer = answer;
-    Record(call);
-    return answer;
-}
-
 bool TRecordingUiServices::FileDialog(const QString &what, TFileDialogOptions &options)
 {
     std::lock_guard<std::recursive_mutex> lock(FLock);
@@ -397,6 +373,23 @@ bool TRecordingUiServices::PrintDialog(QPrinter &)
     call.Answer = answer ? mrOk : mrCancel;
     Record(call);
     return answer;
+}
+
+int TRecordingUiServices::ShowModal(QDialog &form)
+{
+    std::function<int(QDialog &)> answer;
+    {
+        std::lock_guard<std::recursive_mutex> lock(FLock);
+        answer = ModalAnswer;
+    }
+    // The answer runs unlocked: it may drive the form, and the form may call back in.
+    const int result = answer ? answer(form) : mrCancel;
+    Call call;
+    call.What = QStringLiteral("ShowModal");
+    call.Text = form.windowTitle();
+    call.Answer = result;
+    Record(call);
+    return result;
 }
 
 QPrinter &TRecordingUiServices::Printer()

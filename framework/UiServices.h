@@ -1,8 +1,7 @@
 #pragma once
 // Everything modal or global that the package asks of the user interface goes through one
-// replaceable service object: message boxes, the package's own modal forms, file and print
-// dialogs, help, beep, clipboard and the screen cursor. Hosts may install their own; tests install
-// TRecordingUiServices.
+// replaceable service object: message boxes, file and print dialogs, help, beep, clipboard and
+// the screen cursor. Hosts may install their own; tests install TRecordingUiServices.
 
 #include "framework/Classes.h"
 #include "wn_export.h"
@@ -89,10 +88,6 @@ public:
     // Shows a modal message box; returns the modal result of the button pressed.
     virtual int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons,
                            int helpContext) = 0;
-    // Shows one of the package's forms modally; returns the result it closed with (a form that
-    // closes through done(mrOk) answers mrOk). Where nobody can see a window the form is not
-    // shown and the answer is mrCancel.
-    virtual int ShowModal(QDialog &form);
     // On confirmation: true, with options.FileName set to the chosen file.
     virtual bool OpenFileDialog(TFileDialogOptions &options) = 0;
     virtual bool SaveFileDialog(TFileDialogOptions &options) = 0;
@@ -106,6 +101,9 @@ public:
     virtual void SetClipboardText(const QString &text) = 0;
     virtual TCursor ScreenCursor() = 0;
     virtual void SetScreenCursor(TCursor cursor) = 0;
+    // Shows one of the package's forms modally; returns its modal result (mrCancel when it was
+    // closed without one).
+    virtual int ShowModal(QDialog &form);
 };
 
 // The installed services (the Qt implementation unless replaced).
@@ -125,9 +123,9 @@ class WN_EXPORT TRecordingUiServices : public TUiServices
 {
 public:
     struct Call {
-        QString What; // "MessageDlg", "ShowModal", "OpenFileDialog", "SaveFileDialog", "PrintDialog",
-                      // "ShowHelp", "Beep", "SetClipboardText", "SetScreenCursor"
-        QString Text; // the message, or the modal form's title
+        QString What; // "MessageDlg", "OpenFileDialog", "SaveFileDialog", "PrintDialog", "ShowHelp",
+                      // "Beep", "SetClipboardText", "SetScreenCursor", "ShowModal" (Text: the caption)
+        QString Text;
         TMsgDlgType Kind = mtInformation;
         TMsgDlgButtons Buttons;
         int HelpContext = 0;
@@ -140,11 +138,9 @@ public:
     std::deque<int> MessageAnswers;
     std::deque<QString> FileAnswers; // an empty string cancels
     std::deque<bool> PrintAnswers;
-    // Users of modal forms, used in order: each is called with the form shown (not modal) and
-    // works it as a person would; the form's result is the answer. A form still open afterwards
-    // is closed as if by its close box (reject()); with no user left the form is not shown and
-    // the answer is mrCancel.
-    std::deque<std::function<void(QDialog &form)>> ModalAnswers;
+    // Plays the user of a modal form (sets its controls, returns the modal result); without it
+    // every form is cancelled.
+    std::function<int(QDialog &form)> ModalAnswer;
 
     std::vector<Call> Calls;
     QString Clipboard;
@@ -156,7 +152,6 @@ public:
     ~TRecordingUiServices() override;
 
     int MessageDlg(const QString &text, TMsgDlgType kind, TMsgDlgButtons buttons, int helpContext) override;
-    int ShowModal(QDialog &form) override;
     bool OpenFileDialog(TFileDialogOptions &options) override;
     bool SaveFileDialog(TFileDialogOptions &options) override;
     bool PrintDialog(QPrinter &printer) override;
@@ -168,6 +163,7 @@ public:
     void SetClipboardText(const QString &text) override;
     TCursor ScreenCursor() override { return Cursor; }
     void SetScreenCursor(TCursor cursor) override;
+    int ShowModal(QDialog &form) override;
 
     // The calls whose What equals what.
     std::vector<Call> CallsOf(const QString &what) const;

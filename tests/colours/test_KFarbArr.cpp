@@ -34,6 +34,7 @@ void ClickCell(TFarbenDialog &form, int nr)
 struct FieldTest : ::testing::Test {
     TRecordingUiServices Ui;
     TUiServicesScope Scope{Ui};
+    test::TModalUsers Users{Ui};
     TFarbArray Palette;
     test::THostedControl<TFarbFeld> Host;
     TFarbFeld &Feld = *Host.Control;
@@ -48,7 +49,7 @@ struct FieldTest : ::testing::Test {
     }
     void Next(const std::function<void(TFarbenDialog &)> &user)
     {
-        Ui.ModalAnswers.push_back([this, user](QDialog &d) {
+        Users.Users.push_back([this, user](QDialog &d) {
             auto &form = static_cast<TFarbenDialog &>(d);
             EditorAt = form.pos();
             EXPECT_FALSE(form.Aendern());
@@ -66,6 +67,7 @@ TEST(FarbDialog, ExecuteShowsTheEditorInEditModeAndTellsOk)
 {
     TRecordingUiServices ui;
     TUiServicesScope scope(ui);
+    test::TModalUsers users(ui);
     TFarbDialog dialog;
     EXPECT_FALSE(dialog.Execute()); // no palette: nothing shown
     EXPECT_TRUE(ui.Calls.empty());
@@ -79,7 +81,7 @@ TEST(FarbDialog, ExecuteShowsTheEditorInEditModeAndTellsOk)
     dialog.SetEnableLoadSave(false);
     dialog.SetSaveWithOK(false);
     dialog.SetCaption(QStringLiteral("Level colours"));
-    ui.ModalAnswers.push_back([](QDialog &d) {
+    users.Users.push_back([](QDialog &d) {
         auto &form = static_cast<TFarbenDialog &>(d);
         EXPECT_TRUE(form.Aendern());
         EXPECT_TRUE(form.ButtonLaden->isHidden() && form.ButtonSpAls->isHidden() &&
@@ -91,7 +93,7 @@ TEST(FarbDialog, ExecuteShowsTheEditorInEditModeAndTellsOk)
         QTest::mouseClick(form.ButtonDefOK, Qt::LeftButton);
         QTest::mouseClick(form.ButtonOK, Qt::LeftButton);
     });
-    ui.ModalAnswers.push_back([](QDialog &d) {
+    users.Users.push_back([](QDialog &d) {
         auto &form = static_cast<TFarbenDialog &>(d);
         EXPECT_FALSE(form.ButtonLaden->isHidden());
         form.SetFarbe(6);

@@ -34,6 +34,7 @@ TColor Entry(const TFarbArray &f, int nr)
 struct EditorTest : ::testing::Test {
     TRecordingUiServices Ui;
     TUiServicesScope Scope{Ui};
+    test::TModalUsers Users{Ui};
     QTemporaryDir Dir;
     TFarbArray Palette;
     TFarbenDialog Form;
@@ -55,7 +56,7 @@ struct EditorTest : ::testing::Test {
     // Shows the form through the modal hook for user to work; the result it closed with.
     int RunModal(const std::function<void()> &user)
     {
-        Ui.ModalAnswers.push_back([&](QDialog &) {
+        Users.Users.push_back([&](QDialog &) {
             Show(Form.Aendern());
             user();
         });

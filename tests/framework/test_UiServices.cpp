@@ -1,6 +1,5 @@
 #include "framework/UiServices.h"
 
-#include <QDialog>
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -110,34 +109,6 @@ TEST(UiServicesTest, QtDefaultIsHeadlessOnTheOffscreenPlatform)
     EXPECT_NE(err.find("Confirm: Replace?"), std::string::npos);
     TFileDialogOptions o;
     EXPECT_FALSE(UiServices().OpenFileDialog(o));
-}
-
-TEST(UiServicesTest, ModalFormsAreWorkedByScriptedUsersOrNotShownAtAll)
-{
-    QDialog form;
-    form.setWindowTitle(QStringLiteral("Colors"));
-    // Headless Qt services and a fake without users: the form is never shown, answer Cancel.
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(UiServices().ShowModal(form), mrCancel);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Colors"), std::string::npos);
-    TRecordingUiServices fake;
-    TUiServicesScope scope(fake);
-    EXPECT_EQ(UiServices().ShowModal(form), mrCancel);
-    // A user sees the form and closes it; one who walks away leaves it closed by its close box.
-    bool seen = false;
-    fake.ModalAnswers.push_back([&](QDialog &d) {
-        seen = d.isVisible();
-        d.done(mrYes);
-    });
-    fake.ModalAnswers.push_back([](QDialog &) {});
-    EXPECT_EQ(UiServices().ShowModal(form), mrYes);
-    EXPECT_TRUE(seen);
-    EXPECT_EQ(UiServices().ShowModal(form), QDialog::Rejected);
-    EXPECT_FALSE(form.isVisible());
-    const auto shown = fake.CallsOf(QStringLiteral("ShowModal"));
-    ASSERT_EQ(shown.size(), 3u);
-    EXPECT_EQ(std::make_tuple(shown[0].Text, shown[0].Answer, shown[1].Answer),
-              std::make_tuple(QStringLiteral("Colors"), int(mrCancel), int(mrYes)));
 }
 
 TEST(UiServicesTest, FilterConversion)
