@@ -1,5 +1,6 @@
 #include "designer/WNDesignerPlugin.h"
 
+#include "colours/KFarbArr.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -30,6 +31,8 @@ template <typename T> QWidget *Make(QWidget *parent)
 const TDesignerComponent Components[] = {
     {&TSpinEditReal::staticMetaObject, "controls/SpinEdit.h", "Edit for a real number with spin buttons",
      QSize(121, 21), &Make<TSpinEditReal>},
+    {&TFarbFeld::staticMetaObject, "colours/KFarbArr.h",
+     "Field showing a palette colour; a click opens the colour scale", QSize(50, 25), &Make<TFarbFeld>},
     {&TFloatEdit::staticMetaObject, "controls/Floatedit.h", "Edit for a real number that may have no value",
      QSize(121, 21), &Make<TFloatEdit>},
     {&TNavigator::staticMetaObject, "navigators/navUnit.h", "Button bar for moving through records",

@@ -1,6 +1,7 @@
 #include "package/WNPack.h"
 
 #include "colours/FarbArr.h"
+#include "colours/KFarbArr.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -182,6 +183,7 @@ template <const QMetaObject *...Components> void Register()
 constexpr TUnitRegistration Registrations[] = {
     {"SpinEdit", &Register<&TSpinEditReal::staticMetaObject>},
     {"FarbArr", &Register<&TFarbArray::staticMetaObject>},
+    {"KFarbArr", &Register<&TFarbDialog::staticMetaObject, &TFarbFeld::staticMetaObject>},
     {"Floatedit", &Register<&TFloatEdit::staticMetaObject>},
     {"navUnit", &Register<&TNavigator::staticMetaObject>},
     {"ValueGrid", &Register<&TValueGrid::staticMetaObject>},

@@ -5,6 +5,8 @@
 
 #include "FormExpectations.h"
 #include "WidgetTestSupport.h"
+#include "colours/FarbArr.h"
+#include "colours/KFarbArr.h"
 #include "framework/Bitmaps.h"
 #include "framework/ComponentState.h"
 #include "framework/SysUtils.h"
@@ -18,6 +20,7 @@
 #include <QtUiPlugin/QDesignerCustomWidgetCollectionInterface>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 using namespace wn;
@@ -64,6 +67,7 @@ TEST_F(DesignerPluginTest, OffersEveryVisualComponentOfThePaletteWithItsPicture)
     const QString none = QStringLiteral(":/designer/DESIGNER_DEFAULT.png");
     const std::vector<Expected> expected = {
         {"wn::TSpinEditReal", "controls/SpinEdit.h", ":/bitmaps/TSPINEDITREAL.png"},
+        {"wn::TFarbFeld", "colours/KFarbArr.h", ":/bitmaps/TFARBFELD.png"},
         {"wn::TFloatEdit", "controls/Floatedit.h", ":/bitmaps/TFLOATEDIT.png"},
         {"wn::TNavigator", "navigators/navUnit.h", ":/bitmaps/TNAVIGATOR.png"},
         {"wn::TValueGrid", "controls/ValueGrid.h", ":/bitmaps/TVALUEGRID.png"},
@@ -123,7 +127,12 @@ TEST_F(DesignerPluginTest, WidgetsMadeForDesignerAreDesigningAndIgnoreClicks)
     }
 
     // The record navigator in Designer: a click on a button reaches nobody.
-    auto *nav = qobject_cast<TNavigator *>(Widgets[2]->createWidget(&form));
+    const auto navigator =
+        std::find_if(Widgets.begin(), Widgets.end(), [](QDesignerCustomWidgetInterface *w) {
+            return w->name() == QLatin1String("wn::TNavigator");
+        });
+    ASSERT_NE(navigator, Widgets.end());
+    auto *nav = qobject_cast<TNavigator *>((*navigator)->createWidget(&form));
     ASSERT_NE(nav, nullptr);
     int clicks = 0;
     nav->OnClick = [&](QObject *, TNavigateBtn) { ++clicks; };
@@ -170,5 +179,12 @@ TEST_F(DesignerPluginTest, AFormMadeInDesignerLoadsWithItsValuesIntoWorkingWidge
     form->show();
     QTest::mouseClick(nav->Buttons(nbNext), Qt::LeftButton, {}, QPoint(5, 5));
     EXPECT_EQ(clicked, std::vector<TNavigateBtn>{nbNext});
+    // The colour field draws from a palette given in code.
+    TFarbArray palette;
+    palette.InitFarben();
+    auto *field = form->findChild<TFarbFeld *>("FarbFeld1");
+    ASSERT_NE(field, nullptr);
+    field->SetFarbArray(&palette);
     test::SavePicture(*form, "package", "designer_form");
+    field->SetFarbArray(nullptr);
 }
