@@ -7,6 +7,7 @@
 #include <QEvent>
 #include <QFile>
 #include <QFileInfo>
+#include <QPagedPaintDevice>
 #include <QPainter>
 #include <QPrinter>
 #include <QSaveFile>
@@ -242,7 +243,7 @@ bool NameTaken(const QString &fileName)
 class TLogPrinter
 {
 public:
-    TLogPrinter(QPrinter &printer, QPainter &painter, const QFont &font, const QString &title)
+    TLogPrinter(QPagedPaintDevice &printer, QPainter &painter, const QFont &font, const QString &title)
         : FPrinter(printer), FPainter(painter), FBody(font, &printer), FTitle(title)
     {
         if (FBody.pointSizeF() <= 0)
@@ -252,7 +253,7 @@ public:
         FBold.setBold(true);
         FHeading = FBold;
         FHeading.setPointSizeF(FBody.pointSizeF() * 1.4);
-        const double mm = printer.resolution() / 25.4;
+        const double mm = printer.logicalDpiY() / 25.4;
         FGap = int(2 * mm);
         const int margin = int(10 * mm);
         const QRect page =
@@ -316,7 +317,7 @@ private:
         FY = FTop;
     }
 
-    QPrinter &FPrinter;
+    QPagedPaintDevice &FPrinter;
     QPainter &FPainter;
     QFont FBody;
     QFont FBold;
@@ -659,17 +660,22 @@ void TKVLogBook::CopyToClipBoard(std::int32_t FromRow, std::int32_t ToRow)
         UiServices().SetClipboardText(text);
 }
 
+void PrintLines(const TLines &Lines, QPagedPaintDevice &Device, const QFont &Font, const QString &Title)
+{
+    QPainter painter;
+    if (!painter.begin(&Device))
+        throw EInOutError(SLogPrintFailed, EIO);
+    TLogPrinter pages(Device, painter, Font, Title);
+    for (std::int32_t i = 0; i < Lines.Count(); ++i)
+        pages.Put(LineLook(Lines[i]));
+    painter.end();
+}
+
 void TKVLogBook::Print(const QString &Title)
 {
     QPrinter &printer = UiServices().Printer();
     printer.setDocName(Title);
-    QPainter painter;
-    if (!painter.begin(&printer))
-        throw EInOutError(SLogPrintFailed, EIO);
-    TLogPrinter pages(printer, painter, font(), Title);
-    for (std::int32_t i = 0; i < FLines.Count(); ++i)
-        pages.Put(LineLook(FLines[i]));
-    painter.end();
+    PrintLines(FLines, printer, font(), Title);
 }
 
 void TKVLogBook::DrawCell(QPainter &Canvas, std::int32_t, std::int32_t ARow, const QRect &ARect,

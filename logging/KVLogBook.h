@@ -18,7 +18,9 @@
 
 #include <QString>
 
+class QFont;
 class QIODevice;
+class QPagedPaintDevice;
 
 #include <cstdint>
 #include <deque>
@@ -102,6 +104,11 @@ struct TLineLook {
     QString Text;
 };
 WN_EXPORT TLineLook LineLook(const TLineInfo &Line);
+
+// Prints the lines as the log book shows them, in Font, on numbered pages of Device under Title.
+// EInOutError when the device cannot be painted on.
+WN_EXPORT void PrintLines(const TLines &Lines, QPagedPaintDevice &Device, const QFont &Font,
+                          const QString &Title);
 
 // The log book grid. It always has one row more than there are lines; row r shows line r.
 class WN_EXPORT TKVLogBook : public TCustomGrid

@@ -68,21 +68,23 @@ TEST_F(WnpackLogBook, BadInputFailsWithOneLine)
 {
     WriteAll(Path("bad.log"), "\\P fine\r\n\\P x$\\Habc\r\n");
     ASSERT_EQ(mkfifo(QFile::encodeName(Path("fifo")).constData(), 0600), 0);
-    const std::pair<QStringList, QString> failures[] = {
-        {{"show", Path("missing.log")}, "No such file or directory"},
-        {{"show", Dir.path()}, "Is a directory"},
-        {{"text", Path("fifo")}, "is not a regular file"},
-        {{"text", Path("bad.log")}, "'abc' is not a valid integer value"},
-        {{"pdf", Path("missing.log"), Path("out.pdf")}, "No such file or directory"},
-        {{"show"}, "usage: wnpack logbook"},
-        {{"show", Path("calc.log"), "--xml"}, "usage: wnpack logbook"},
-        {{"print", Path("calc.log")}, "usage: wnpack logbook"},
+    // Failures of the work exit with 1, wrong usage with 2; one line on stderr either way.
+    const std::tuple<QStringList, int, QString> failures[] = {
+        {{"show", Path("missing.log")}, 1, "No such file or directory"},
+        {{"show", Dir.path()}, 1, "is a folder, not a file"},
+        {{"text", Path("fifo")}, 1, "is not a regular file"},
+        {{"text", Path("bad.log")}, 1, "'abc' is not a valid integer value"},
+        {{"pdf", Path("missing.log"), Path("out.pdf")}, 1, "No such file or directory"},
+        {{"pdf", Path("calc.log"), Path("calc.log")}, 1, "calc.log"},
+        {{"show"}, 2, "too few arguments"},
+        {{"show", Path("calc.log"), "--xml"}, 2, "--xml"},
     };
-    for (const auto &[args, message] : failures) {
+    for (const auto &[args, status, message] : failures) {
         const TToolRun run = RunWnpack(QStringList{"logbook"} + args);
-        EXPECT_EQ(run.Status, 1) << qPrintable(args.join(' '));
+        EXPECT_EQ(run.Status, status) << qPrintable(args.join(' '));
         EXPECT_TRUE(run.Err.contains(message)) << qPrintable(run.Err);
         EXPECT_EQ(run.Err.count('\n'), 1) << qPrintable(run.Err);
     }
+    EXPECT_EQ(ReadAll(Path("calc.log")).left(4), "\\W G");
     EXPECT_FALSE(QFile::exists(Path("out.pdf")));
 }

@@ -1,28 +1,22 @@
 // wnpack logbook: the lines of a log-book file, its plain text, or its printout as a PDF file.
 #include "Command.h"
+#include "Paths.h"
 
 #include "framework/Exceptions.h"
-#include "framework/UiServices.h"
 #include "logging/KVLogBook.h"
 
-#include <QFile>
+#include <QBuffer>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QPrinter>
-#include <QSaveFile>
-#include <QTemporaryDir>
+#include <QPdfWriter>
 
-#include <cerrno>
 #include <cstdio>
-#include <limits>
 
 namespace wnpack {
 namespace {
-
-const char *const kUsage =
-    "usage: wnpack logbook show FILE [--json] | text FILE | pdf FILE OUT.pdf [--title T]";
 
 QString KindName(wn::TLogStatus art)
 {
@@ -33,17 +27,12 @@ QString KindName(wn::TLogStatus art)
     return art < std::size(names) ? QLatin1String(names[art]) : QString::number(art);
 }
 
-wn::TLines ReadLines(const QString &fileName)
+wn::TLines ReadLines(const QByteArray &raw)
 {
     wn::TLines lines;
     wn::TTextEncoding encoding;
-    lines.LoadFromFile(fileName, encoding);
+    lines.LoadFromFile(InputFile(raw), encoding);
     return lines;
-}
-
-void Write(const QByteArray &bytes)
-{
-    std::fwrite(bytes.constData(), 1, std::size_t(bytes.size()), stdout);
 }
 
 // One line per log line: kind, help context, object key, error location ("-" for none) and text,
@@ -63,12 +52,11 @@ void ShowText(const wn::TLines &lines)
         text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
         text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
         text.replace(QLatin1Char('\n'), QLatin1String("\n\t\t\t\t"));
-        Write(QStringLiteral("%1\t%2\t%3\t%4\t%5\n")
+        Print(QStringLiteral("%1\t%2\t%3\t%4\t%5\n")
                   .arg(KindName(line.Art))
                   .arg(line.HelpContext)
                   .arg(line.ObjKey)
-                  .arg(location, text)
-                  .toUtf8());
+                  .arg(location, text));
     }
 }
 
@@ -89,59 +77,75 @@ void ShowJson(const wn::TLines &lines)
                                                          {"y", line.ErrObj->Y}};
         array.append(entry);
     }
-    Write(QJsonDocument(array).toJson(QJsonDocument::Indented));
+    Print(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented)));
 }
 
-void PrintPdf(const QString &fileName, const QString &outName, const QString &title)
+int RunShow(TArgs &args)
 {
-    if (!QFileInfo::exists(fileName))
-        throw wn::EInOutError::FromErrno(ENOENT, fileName);
-    wn::TKVLogBook book;
-    book.LoadFromFile(fileName, std::numeric_limits<std::int32_t>::max());
-    // The printer writes its file directly; it is finished aside and then put in place whole.
-    QTemporaryDir work;
-    if (!work.isValid())
-        throw wn::EInOutError(QStringLiteral("cannot make a temporary folder"), EIO);
-    const QString printed = work.filePath(QStringLiteral("log.pdf"));
-    QPrinter &printer = wn::UiServices().Printer();
-    printer.setOutputFormat(QPrinter::PdfFormat);
-    printer.setOutputFileName(printed);
-    book.Print(title);
-    QFile in(printed);
-    QSaveFile out(outName);
-    if (!in.open(QIODevice::ReadOnly))
-        throw wn::EInOutError(QStringLiteral("%1 (%2)").arg(in.errorString(), printed), EIO);
-    if (!out.open(QIODevice::WriteOnly) || out.write(in.readAll()) != in.size() || !out.commit())
-        throw wn::EInOutError(QStringLiteral("%1 (%2)").arg(out.errorString(), outName), EIO);
+    const bool json = args.Flag("--json");
+    args.Expect(1, 1);
+    const wn::TLines lines = ReadLines(args.Raw(0));
+    if (json)
+        ShowJson(lines);
+    else
+        ShowText(lines);
+    return 0;
 }
 
-int RunLogBook(const QStringList &args)
+int RunText(TArgs &args)
 {
-    const QString command = args.value(0);
-    if (command == QLatin1String("show") && (args.size() == 2 || (args.size() == 3 && args[2] == "--json"))) {
-        const wn::TLines lines = ReadLines(args[1]);
-        if (args.size() == 3)
-            ShowJson(lines);
-        else
-            ShowText(lines);
-        return 0;
-    }
-    if (command == QLatin1String("text") && args.size() == 2) {
-        QFile out;
-        if (!out.open(stdout, QIODevice::WriteOnly) ||
-            !ReadLines(args[1]).SaveToStream(out, wn::TTextEncoding::Utf8, true))
-            throw std::runtime_error("cannot write to standard output");
-        return 0;
-    }
-    if (command == QLatin1String("pdf") && (args.size() == 3 || (args.size() == 5 && args[3] == "--title"))) {
-        PrintPdf(args[1], args[2], args.size() == 5 ? args[4] : QFileInfo(args[1]).fileName());
-        return 0;
-    }
-    throw UsageError(kUsage);
+    args.Expect(1, 1);
+    QBuffer text;
+    text.open(QIODevice::WriteOnly);
+    ReadLines(args.Raw(0)).SaveToStream(text, wn::TTextEncoding::Utf8, true);
+    std::fwrite(text.data().constData(), 1, std::size_t(text.size()), stdout);
+    return 0;
 }
 
-const TCommandRegistration registration(
-    {"logbook", "log-book files: show (--json) their lines, their text, or print them to PDF", RunLogBook});
+int RunPdf(TArgs &args)
+{
+    const auto title = args.Option("--title");
+    args.Expect(2, 2);
+    RefuseSameFile(args.Raw(0), args.Raw(1));
+    const wn::TLines lines = ReadLines(args.Raw(0));
+    TOutputFile out(args.Raw(1));
+    // Laid out in memory first, then written whole through the save file.
+    QBuffer pdf;
+    pdf.open(QIODevice::WriteOnly);
+    {
+        QPdfWriter writer(&pdf);
+        writer.setPageSize(QPageSize(QPageSize::A4));
+        writer.setResolution(300);
+        const QString shownTitle = title ? *title : QFileInfo(Shown(args.Raw(0))).fileName();
+        writer.setTitle(shownTitle);
+        wn::PrintLines(lines, writer, QGuiApplication::font(), shownTitle);
+    }
+    out.Write(pdf.data());
+    out.Commit();
+    return 0;
+}
+
+const TCommandRegistration registrations[] = {
+    TCommandRegistration(
+        {"logbook show", "FILE [--json]", "the lines of a log-book file",
+         "Prints one line per log line: kind (the TLogStatus name), help context, object key, error\n"
+         "location (object number, sub-kind, x, y; \"-\" for none) and text, separated by tabs. Further\n"
+         "lines of a multi-line message follow, each after four tabs.",
+         "  --json             an array of objects with kind, text, helpContext, objKey and errObj\n"
+         "                     (objNr, subKind, x, y; or null)\n",
+         "wnpack logbook show calc.log --json", false, false, RunShow}),
+    TCommandRegistration(
+        {"logbook text", "FILE", "the plain text of a log-book file",
+         "Prints the text of every line without kind codes and fields, each ended by CR LF,\n"
+         "as the log book's plain-text export writes it.",
+         "", "wnpack logbook text calc.log > calc.txt", false, false, RunText}),
+    TCommandRegistration(
+        {"logbook pdf", "FILE OUT.pdf [--title T]", "prints a log-book file to PDF",
+         "Prints the log book as it would go to the printer: A4 pages with the title on top, every line\n"
+         "in its screen colour and prefix, and the pages numbered \"Page\" 1, 2, ...",
+         "  --title T          the title on every page (the file's name when not given)\n",
+         "wnpack logbook pdf calc.log calc.pdf --title \"Noise map Nord\"", false, true, RunPdf}),
+};
 
 } // namespace
 } // namespace wnpack
