@@ -5,6 +5,7 @@
 // the UTF-16 size of the texts) within 2. LoadFromFile of a 1,000,000-line file against reading
 // the same lines into a QStringList with QTextStream (goal: at most 3 times as long).
 
+#include "WidgetBenchMain.h"
 #include "logging/KVLogBook.h"
 
 #include <QApplication>
@@ -184,13 +185,4 @@ BENCHMARK(BM_AddLineShownBook)
 BENCHMARK(BM_QTextStreamReadLines)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_LoadFromFile)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    benchmark::Initialize(&argc, argv);
-    QApplication app(argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+WN_WIDGET_BENCHMARK_MAIN()
