@@ -6,6 +6,7 @@
 #include "controls/ValueGrid.h"
 #include "framework/Bitmaps.h"
 #include "framework/ComponentState.h"
+#include "logging/KVLogBook.h"
 #include "navigators/NavItem.h"
 #include "navigators/PlayNavi.h"
 #include "navigators/navUnit.h"
@@ -43,6 +44,8 @@ const TDesignerComponent Components[] = {
      QSize(253, 24), &Make<TPlayButtons>},
     {&TItemNavigator::staticMetaObject, "navigators/NavItem.h", "Navigator bar over a counted list of items",
      QSize(240, 25), &Make<TItemNavigator>},
+    {&TKVLogBook::staticMetaObject, "logging/KVLogBook.h",
+     "Log book: the log events as lines coloured by kind", QSize(320, 120), &Make<TKVLogBook>},
 };
 
 QString ShortName(const QMetaObject *meta)

@@ -6,6 +6,7 @@
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
 #include "framework/Exceptions.h"
+#include "logging/KVLogBook.h"
 #include "logging/LogEvent.h"
 #include "navigators/NavItem.h"
 #include "navigators/PlayNavi.h"
@@ -189,6 +190,7 @@ constexpr TUnitRegistration Registrations[] = {
     {"ValueGrid", &Register<&TValueGrid::staticMetaObject>},
     {"PlayNavi", &Register<&TPlayButtons::staticMetaObject>},
     {"NavItem", &Register<&TItemNavigator::staticMetaObject>},
+    {"KVLogBook", &Register<&TKVLogBook::staticMetaObject>},
     {"MyScktComp", &Register<&TWNClientSocket::staticMetaObject, &TWNServerSocket::staticMetaObject>},
 };
 

@@ -61,6 +61,8 @@ inline std::vector<TFormValue> FormValues()
         {"ValueGrid1", "SelectColor", 255u},
         {"ValueGrid1", "ShowHint", true},
         {"ValueGrid1", "Hint", QStringLiteral("Messwerte")},
+        {"KVLogBook1", "DefaultColWidth", 260},
+        {"KVLogBook1", "Ctl3D", false},
     };
 }
 

@@ -10,6 +10,7 @@
 #include "framework/Bitmaps.h"
 #include "framework/ComponentState.h"
 #include "framework/SysUtils.h"
+#include "logging/KVLogBook.h"
 #include "navigators/navUnit.h"
 #include "package/WNPack.h"
 
@@ -73,6 +74,7 @@ TEST_F(DesignerPluginTest, OffersEveryVisualComponentOfThePaletteWithItsPicture)
         {"wn::TValueGrid", "controls/ValueGrid.h", ":/bitmaps/TVALUEGRID.png"},
         {"wn::TPlayButtons", "navigators/PlayNavi.h", none},
         {"wn::TItemNavigator", "navigators/NavItem.h", none},
+        {"wn::TKVLogBook", "logging/KVLogBook.h", none},
     };
     ASSERT_EQ(Widgets.size(), qsizetype(expected.size()));
 
@@ -185,6 +187,11 @@ TEST_F(DesignerPluginTest, AFormMadeInDesignerLoadsWithItsValuesIntoWorkingWidge
     auto *field = form->findChild<TFarbFeld *>("FarbFeld1");
     ASSERT_NE(field, nullptr);
     field->SetFarbArray(&palette);
+    auto *book = form->findChild<TKVLogBook *>("KVLogBook1");
+    ASSERT_NE(book, nullptr);
+    book->AddLine(QStringLiteral("Berechnung beendet"), clog_protok, 0, 0);
+    book->AddLine(QStringLiteral("Punkt 17 liegt außerhalb"), clog_warning, 0, 0);
+    EXPECT_EQ(book->RowCount(), 3);
     test::SavePicture(*form, "package", "designer_form");
     field->SetFarbArray(nullptr);
 }

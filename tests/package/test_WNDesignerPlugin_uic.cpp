@@ -28,7 +28,8 @@ int main(int argc, char **argv)
     }
     // uic declares the members with the package's own types.
     const bool typed = ui.Navigator1->ButtonWidth() > 0 && ui.ItemNavigator1->ItemIndex() == 4 &&
-                       ui.ValueGrid1->ColCount() == 4 && ui.FarbFeld1->MitTransparent();
+                       ui.ValueGrid1->ColCount() == 4 && ui.FarbFeld1->MitTransparent() &&
+                       ui.KVLogBook1->DefaultColWidth() == 260;
     if (!typed)
         ++failures;
     return failures == 0 ? 0 : 1;

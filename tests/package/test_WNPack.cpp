@@ -132,10 +132,10 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
 {
     using Row = std::pair<QString, QString>; // unit, class
     const std::vector<Row> listed = {
-        {"SpinEdit", "TSpinEditReal"},     {"FarbArr", "TFarbArray"},         {"KFarbArr", "TFarbDialog"},
-        {"KFarbArr", "TFarbFeld"},         {"Floatedit", "TFloatEdit"},       {"navUnit", "TNavigator"},
-        {"ValueGrid", "TValueGrid"},       {"PlayNavi", "TPlayButtons"},      {"NavItem", "TItemNavigator"},
-        {"MyScktComp", "TWNClientSocket"}, {"MyScktComp", "TWNServerSocket"},
+        {"SpinEdit", "TSpinEditReal"}, {"FarbArr", "TFarbArray"},         {"KFarbArr", "TFarbDialog"},
+        {"KFarbArr", "TFarbFeld"},     {"Floatedit", "TFloatEdit"},       {"navUnit", "TNavigator"},
+        {"ValueGrid", "TValueGrid"},   {"PlayNavi", "TPlayButtons"},      {"NavItem", "TItemNavigator"},
+        {"KVLogBook", "TKVLogBook"},   {"MyScktComp", "TWNClientSocket"}, {"MyScktComp", "TWNServerSocket"},
     };
     std::vector<Row> registered;
     for (const TRegisteredComponent &c : RegisteredComponents()) {
@@ -149,7 +149,7 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
     for (const TUnitRegistration &r : GetRegistrationTable())
         units << QString::fromLatin1(r.UnitName);
     EXPECT_EQ(units, QStringList({"SpinEdit", "FarbArr", "KFarbArr", "Floatedit", "navUnit", "ValueGrid",
-                                  "PlayNavi", "NavItem", "MyScktComp"}));
+                                  "PlayNavi", "NavItem", "KVLogBook", "MyScktComp"}));
     // A Register procedure called outside the designer's run has nowhere to register.
     EXPECT_THROW(GetRegistrationTable().front().Register(), Exception);
 }
