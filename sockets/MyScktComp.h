@@ -333,6 +333,8 @@ protected:
 private:
     friend class TServerWinSocket;
     void DoHandleException();
+    // Shows the exception being handled (through HandleException).
+    void ShowCurrentException();
     void DoTerminate();
     bool ReleaseClient();
     void ServerClosed();

@@ -411,9 +411,9 @@ void TServerClientThread::ReActivate(TServerClientWinSocket *ASocket)
 
 void TServerClientThread::Execute()
 {
-    if (FServerSocket)
-        FServerSocket->ThreadStart(this);
     try {
+        if (FServerSocket)
+            FServerSocket->ThreadStart(this);
         for (;;) {
             if (StartConnect())
                 ClientExecute();
@@ -421,18 +421,29 @@ void TServerClientThread::Execute()
                 break;
         }
     } catch (...) {
-        FException = std::current_exception();
-        HandleException();
+        ShowCurrentException();
         SetKeepInCache(false);
         try {
             ReleaseClient();
         } catch (...) {
-            // The thread ends all the same; its destructor frees a connection left attached.
+            ShowCurrentException();
         }
     }
-    if (FServerSocket)
-        FServerSocket->ThreadEnd(this);
+    // Whatever happened above, the end handler runs and the thread leaves the server's lists:
+    // a thread that frees itself must not stay listed.
+    try {
+        if (FServerSocket)
+            FServerSocket->ThreadEnd(this);
+    } catch (...) {
+        ShowCurrentException();
+    }
     DoTerminate();
+}
+
+void TServerClientThread::ShowCurrentException()
+{
+    FException = std::current_exception();
+    HandleException();
 }
 
 void TServerClientThread::DoTerminate()

@@ -1,6 +1,7 @@
 #pragma once
 // Helpers of the socket tests: waiting with the event loop running, raw POSIX peers on
-// 127.0.0.1 with time-outs, and the descriptor/thread count check every test ends with.
+// 127.0.0.1 with time-outs, loopback servers, and the descriptor/thread check every test ends
+// with.
 
 #include "framework/ApplicationExceptions.h"
 #include "sockets/MyScktComp.h"
@@ -8,7 +9,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QMetaProperty>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -24,16 +24,9 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace sockettest {
-
-inline int CountEntries(const char *dir)
-{
-    return static_cast<int>(
-        QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
-}
 
 // Runs the event loop (and waiting Synchronize calls) until pred holds or timeoutMs passed.
 inline bool WaitUntil(const std::function<bool()> &pred, int timeoutMs = 5000)
@@ -55,8 +48,14 @@ inline void Pump(int ms)
     WaitUntil([] { return false; }, ms);
 }
 
-// Every socket test checks that it gave back the descriptors and threads it used. Threads
-// that free themselves and look-up workers end shortly after the test's last step.
+inline int CountEntries(const char *dir)
+{
+    return static_cast<int>(
+        QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
+}
+
+// Every socket test checks that it gave back the descriptors and threads it used; threads that
+// free themselves and look-up threads end shortly after the test's last step.
 class SocketTest : public ::testing::Test
 {
 protected:
@@ -81,11 +80,6 @@ private:
     int FThreads = 0;
 };
 
-inline sockaddr_in Loopback(std::uint16_t port)
-{
-    return sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-}
-
 // A blocking TCP socket whose sends and receives give up after five seconds.
 inline int RawSocket()
 {
@@ -94,6 +88,11 @@ inline int RawSocket()
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
     return fd;
+}
+
+inline sockaddr_in Loopback(std::uint16_t port)
+{
+    return sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
 }
 
 // A raw listening socket on 127.0.0.1 with an ephemeral port.
@@ -110,7 +109,7 @@ public:
         Port = ntohs(a.sin_port);
     }
     ~RawListener() { ::close(Fd); }
-    // Bounded by the receive time-out; -1 when nobody came. The accepted socket inherits it.
+    // Bounded by the receive time-out; -1 when nobody came.
     int Accept() { return ::accept4(Fd, nullptr, nullptr, SOCK_CLOEXEC); }
     int Fd;
     std::uint16_t Port = 0;
@@ -178,16 +177,6 @@ inline void ResetAndClose(int fd)
     ::close(fd);
 }
 
-// The names of the properties a component class adds, in declaration order.
-inline QStringList PublishedNames(const QObject &o)
-{
-    const QMetaObject *mo = o.metaObject();
-    QStringList names;
-    for (int i = mo->propertyOffset(); i < mo->propertyCount(); ++i)
-        names << QString::fromLatin1(mo->property(i).name());
-    return names;
-}
-
 // Runs f and expects it to raise an ESocketError with the given message.
 inline void ExpectSocketError(const std::function<void()> &f, const QString &message)
 {
@@ -199,15 +188,32 @@ inline void ExpectSocketError(const std::function<void()> &f, const QString &mes
     }
 }
 
-// The message of a failed call as CheckSocketResult words it, for the system's errno behind code.
+// The message of a failed call, for the system's errno behind the model's code.
 inline QString SocketErrorText(int errnoValue, int code, const char *op)
 {
     return wn::sWindowsSocketError.arg(QString::fromLocal8Bit(std::strerror(errnoValue)),
                                        QString::number(code), QString::fromLatin1(op));
 }
 
+// Records what reaches the application's handle and show hooks while it lives.
+struct ApplicationExceptions {
+    std::vector<QString> Handled, Shown;
+    std::atomic<bool> ShownInGui{true};
+    wn::TApplicationExceptionHandler PreviousHandle = wn::SetApplicationHandleException(
+        [this](wn::TObject *, const std::exception &e) { Handled.push_back(QString::fromUtf8(e.what())); });
+    wn::TShowExceptionHandler PreviousShow = wn::SetApplicationShowException([this](const wn::Exception &e) {
+        Shown.push_back(e.Message());
+        ShownInGui = ShownInGui && wn::TThread::InGuiThread();
+    });
+    ~ApplicationExceptions()
+    {
+        wn::SetApplicationHandleException(PreviousHandle);
+        wn::SetApplicationShowException(PreviousShow);
+    }
+};
+
 // A server core whose asynchronous listen keeps to the loopback interface, so that no test
-// listens on every interface; the rest is the palette component's behaviour.
+// listens on every interface.
 class LoopbackServerCore : public wn::TServerWinSocket
 {
 public:
@@ -231,6 +237,7 @@ private:
     std::function<void(wn::TServerClientThread &)> FBody;
 };
 
+// The palette server on 127.0.0.1, listening on an ephemeral port.
 class LoopbackServerSocket : public wn::TWNServerSocket
 {
 public:
@@ -241,7 +248,6 @@ public:
         FServerSocket->SetThreadCacheSize(10);
         SetAddress(QStringLiteral("127.0.0.1"));
     }
-    // Listens on an ephemeral port.
     void Start(wn::TServerType type)
     {
         SetServerType(type);

@@ -1,7 +1,9 @@
-// The client component (Active state, property guards, loading and design state) and the
+// The socket components (Active state, property guards, loading and design state) and the
 // blocking socket stream with its time-outs.
 
 #include "SocketTestSupport.h"
+
+#include <QMetaProperty>
 
 using namespace wn;
 using namespace sockettest;
@@ -82,11 +84,15 @@ TEST_F(SocketTest, NonBlockingClientComponentBecomesActiveOnConnect)
     c->Socket()->Close();
 }
 
-TEST_F(SocketTest, ClientPropertiesArePublishedAndGuardedWhileActive)
+TEST_F(SocketTest, ConnectionSettingsAreGuardedWhileActive)
 {
     RawListener peer;
     TWNClientSocket c;
-    EXPECT_EQ(PublishedNames(c), (QStringList{"Active", "Address", "ClientType", "Host", "Port", "Service"}));
+    const QMetaObject *mo = c.metaObject();
+    QStringList published;
+    for (int i = mo->propertyOffset(); i < mo->propertyCount(); ++i)
+        published << QString::fromLatin1(mo->property(i).name());
+    EXPECT_EQ(published, (QStringList{"Active", "Address", "ClientType", "Host", "Port", "Service"}));
     EXPECT_TRUE(c.setProperty("ClientType", QVariant::fromValue(ctBlocking)));
     EXPECT_TRUE(c.Socket()->ASyncStyles().empty());
     c.SetHost("localhost");
@@ -103,11 +109,13 @@ TEST_F(SocketTest, ClientPropertiesArePublishedAndGuardedWhileActive)
     EXPECT_EQ(c.Host(), "localhost");
     EXPECT_NO_THROW(c.SetPort(peer.Port));
     EXPECT_NO_THROW(c.SetAddress(""));
-    ExpectSocketError([&] { c.SetHost("otherhost"); }, sCantChangeWhileActive);
-    ExpectSocketError([&] { c.SetPort(peer.Port + 1); }, sCantChangeWhileActive);
-    ExpectSocketError([&] { c.SetAddress("127.0.0.2"); }, sCantChangeWhileActive);
-    ExpectSocketError([&] { c.SetService("http"); }, sCantChangeWhileActive);
-    ExpectSocketError([&] { c.SetClientType(ctNonBlocking); }, sCantChangeWhileActive);
+    const std::function<void()> changes[] = {
+        [&] { c.SetHost("otherhost"); },         [&] { c.SetPort(peer.Port + 1); },
+        [&] { c.SetAddress("127.0.0.2"); },      [&] { c.SetService("http"); },
+        [&] { c.SetClientType(ctNonBlocking); },
+    };
+    for (const auto &change : changes)
+        ExpectSocketError(change, sCantChangeWhileActive);
     EXPECT_EQ(c.Port(), peer.Port);
 
     c.Close();
@@ -116,35 +124,47 @@ TEST_F(SocketTest, ClientPropertiesArePublishedAndGuardedWhileActive)
     EXPECT_EQ(c.Host(), "otherhost");
 }
 
-TEST_F(SocketTest, ClientSavedActiveConnectsWhenLoadedAndNotWhenDesigned)
+TEST_F(SocketTest, ComponentsSavedActiveOpenWhenLoadedAndNotWhenDesigned)
 {
     RawListener peer;
-    TWNClientSocket c;
-    c.BeginLoading();
-    c.setProperty("ClientType", QVariant::fromValue(ctBlocking));
-    c.setProperty("Active", true);
-    c.setProperty("Address", "127.0.0.1");
-    c.setProperty("Port", int(peer.Port));
-    // While the properties are read nothing opens, and changes are allowed.
-    EXPECT_TRUE(c.Active());
-    EXPECT_EQ(c.Socket()->SocketHandle(), INVALID_SOCKET);
-    EXPECT_NO_THROW(c.SetHost(""));
-    c.EndLoading();
-    EXPECT_TRUE(c.Socket()->Connected());
-    const int server = peer.Accept();
-    EXPECT_GE(server, 0);
-    ::close(server);
+    TWNClientSocket client;
+    TWNServerSocket server;
+    client.setProperty("ClientType", QVariant::fromValue(ctBlocking));
+    server.setProperty("ServerType", QVariant::fromValue(stThreadBlocking));
+    for (TCustomSocket *c : {static_cast<TCustomSocket *>(&client), static_cast<TCustomSocket *>(&server)}) {
+        c->BeginLoading();
+        c->setProperty("Active", true);
+        c->setProperty("Port", int(c == &client ? peer.Port : 0));
+        c->SetAddress("127.0.0.1");
+        // While the properties are read nothing opens, and changes are allowed.
+        EXPECT_TRUE(c->Active());
+        EXPECT_NO_THROW(c->SetHost(""));
+    }
+    EXPECT_EQ(client.Socket()->SocketHandle(), INVALID_SOCKET);
+    EXPECT_EQ(server.Socket()->SocketHandle(), INVALID_SOCKET);
+    client.EndLoading();
+    server.EndLoading();
+    EXPECT_TRUE(client.Socket()->Connected());
+    EXPECT_TRUE(server.Socket()->Connected());
+    const int accepted = peer.Accept();
+    EXPECT_GE(accepted, 0);
+    ::close(accepted);
 
-    TWNClientSocket designed;
-    designed.SetDesigning(true);
-    Aim(designed, peer, ctBlocking);
-    designed.SetActive(true);
-    EXPECT_TRUE(designed.Active());
-    designed.BeginLoading();
-    designed.EndLoading();
-    EXPECT_EQ(designed.Socket()->SocketHandle(), INVALID_SOCKET);
-    designed.SetActive(false);
-    EXPECT_FALSE(designed.Active());
+    TWNClientSocket designedClient;
+    TWNServerSocket designedServer;
+    Aim(designedClient, peer, ctBlocking);
+    for (TCustomSocket *c :
+         {static_cast<TCustomSocket *>(&designedClient), static_cast<TCustomSocket *>(&designedServer)}) {
+        c->SetDesigning(true);
+        c->SetActive(true);
+        EXPECT_TRUE(c->Active());
+        c->BeginLoading();
+        c->EndLoading();
+        c->SetActive(false);
+        EXPECT_FALSE(c->Active());
+    }
+    EXPECT_EQ(designedClient.Socket()->SocketHandle(), INVALID_SOCKET);
+    EXPECT_EQ(designedServer.Socket()->SocketHandle(), INVALID_SOCKET);
 }
 
 TEST_F(SocketTest, BlockingClientThroughTheStream)
