@@ -337,6 +337,8 @@ void TCustomWinSocket::CMSocketMessage(TCMSocketMessage &Message)
         }
         std::int32_t code = Message.SelectError;
         Error(this, kind, code);
+        // A network error ends the connection whether or not the handler swallows it.
+        Disconnect(Message.Socket);
         if (code != 0)
             throw ESocketError(sAsyncSocketError.arg(code));
         return;

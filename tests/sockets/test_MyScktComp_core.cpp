@@ -168,6 +168,20 @@ TEST_F(SocketTest, NonBlockingClientGetsConnectThenOneWrite)
     EXPECT_EQ(c.S.SocketHandle(), INVALID_SOCKET);
 }
 
+TEST_F(SocketTest, PeerResetDisconnectsEvenWhenTheHandlerClearsTheError)
+{
+    Client c(0);
+    c.Connect(ctNonBlocking);
+    ASSERT_TRUE(WaitUntil([&] { return c.S.Connected(); }));
+    ResetAndClose(std::exchange(c.Server, -1));
+    ASSERT_TRUE(WaitUntil([&] { return !c.S.Connected(); }));
+    Pump(50);
+    EXPECT_EQ(c.Errs, (Errors{{eeDisconnect, WSAECONNRESET}}));
+    EXPECT_EQ(c.Count(seRead), 0);
+    EXPECT_EQ(c.Events.back(), seDisconnect);
+    EXPECT_EQ(c.S.SocketHandle(), INVALID_SOCKET);
+}
+
 TEST_F(SocketTest, TransferErrorsDisconnectAndRaiseWhatTheHandlerLeft)
 {
     const struct {
@@ -342,7 +356,7 @@ TEST_F(SocketTest, AsyncFailuresGoToTheErrorHandlerThenTheApplication)
                         : code == WSAHOST_NOT_FOUND || code == WSATRY_AGAIN || code == WSANO_DATA)
             << code;
         EXPECT_EQ(c.Count(seConnect), 0);
-        c.S.Close();
+        EXPECT_EQ(c.S.SocketHandle(), INVALID_SOCKET);
 
         ApplicationExceptions app;
         c.ClearTo = -1;
@@ -355,7 +369,7 @@ TEST_F(SocketTest, AsyncFailuresGoToTheErrorHandlerThenTheApplication)
         else
             EXPECT_TRUE(app.Handled[0].endsWith(" (" + again + "), in call 'ASync Lookup'"))
                 << app.Handled[0].toStdString();
-        EXPECT_TRUE(event == eeConnect || c.S.SocketHandle() == INVALID_SOCKET);
+        EXPECT_EQ(c.S.SocketHandle(), INVALID_SOCKET);
     }
 }
 
