@@ -171,7 +171,7 @@ void TCustomWinSocket::DoListen(std::int32_t QueueSize)
 void TCustomWinSocket::DoSetAsyncStyles()
 {
     if (!FAsyncStyles.empty()) {
-        async::Select(FSocket, Window(), static_cast<int>(FAsyncStyles.Bits()));
+        async::Select(FSocket, Window(), static_cast<int>(FAsyncStyles.Bits()), FConnected);
     } else {
         async::Select(FSocket, nullptr, 0);
         native::SetBlocking(FSocket, true);

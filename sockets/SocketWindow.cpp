@@ -165,7 +165,7 @@ QByteArray Bytes(const void *data, std::size_t size)
 
 namespace async {
 
-int Select(TSocket s, TSocketWindow *window, int mask)
+int Select(TSocket s, TSocketWindow *window, int mask, bool connected)
 {
     TSocketWindow *previous = nullptr;
     {
@@ -180,7 +180,7 @@ int Select(TSocket s, TSocketWindow *window, int mask)
         return 0;
     if (native::SetBlocking(s, false) != 0)
         return SOCKET_ERROR;
-    RunInThreadOf(window, [window, s, mask] { window->Select(s, mask); });
+    RunInThreadOf(window, [window, s, mask, connected] { window->Select(s, mask, connected); });
     return 0;
 }
 
@@ -283,7 +283,7 @@ void TSocketWindow::Post(int event, int error)
     QCoreApplication::postEvent(this, new TSocketMessageEvent(FSelect->Socket, event, error));
 }
 
-void TSocketWindow::Select(TSocket s, int mask)
+void TSocketWindow::Select(TSocket s, int mask, bool connected)
 {
     if (FSelect)
         CancelSelect(FSelect->Socket);
@@ -291,7 +291,7 @@ void TSocketWindow::Select(TSocket s, int mask)
     reg->Socket = s;
     reg->Mask = mask;
     reg->Listening = native::IsListening(s);
-    const bool connected = !reg->Listening && native::HasPeer(s);
+    connected = !reg->Listening && (connected || native::HasPeer(s));
     reg->Read = new QSocketNotifier(s, QSocketNotifier::Read, this);
     reg->Write = new QSocketNotifier(s, QSocketNotifier::Write, this);
     reg->Read->setEnabled(false);

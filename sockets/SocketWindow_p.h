@@ -64,9 +64,10 @@ public:
     explicit TSocketWindow(TCustomWinSocket *owner);
     ~TSocketWindow() override;
 
-    // Watches handle s for the events in mask. A handle that is neither connected nor listening
-    // is about to connect or to listen.
-    void Select(TSocket s, int mask);
+    // Watches handle s for the events in mask. Connected tells a connection that its owner
+    // holds for connected (an accepted one is, from the start, even when its peer has reset it
+    // already); a handle that is neither connected nor listening is about to connect or listen.
+    void Select(TSocket s, int mask, bool connected);
     void CancelSelect(TSocket s);
     // Re-arms one event of handle s; called with the select registry locked.
     void RearmLocked(TSocket s, int event);
@@ -94,7 +95,7 @@ namespace async {
 
 // Registers handle s with window for the events in mask; a null window or an empty mask cancels
 // the registration. A registered handle is non-blocking.
-int Select(TSocket s, TSocketWindow *window, int mask);
+int Select(TSocket s, TSocketWindow *window, int mask, bool connected = false);
 // The model's re-enabling calls: a receive re-arms FD_READ, a send that would block FD_WRITE,
 // an accept FD_ACCEPT of the listening handle.
 int Send(TSocket s, const void *buf, int count);

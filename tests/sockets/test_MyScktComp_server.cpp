@@ -157,6 +157,37 @@ TEST_F(ServerTest, NonBlockingServerFreesAConnectionAfterItsDisconnectHandler)
     }
 }
 
+TEST_F(ServerTest, NonBlockingServerFreesResetConnections)
+{
+    std::vector<std::pair<TErrorEvent, int>> errors;
+    int accepted = 0;
+    Server.OnAccept = [&](TObject *, TCustomWinSocket *) { ++accepted; };
+    Server.SetOnClientError([&](TObject *, TCustomWinSocket *, TErrorEvent e, std::int32_t &code) {
+        errors.emplace_back(e, code);
+        code = 0;
+    });
+    Server.Start(stNonBlocking);
+    // Peers that reset once their connections are served, and peers that reset while they
+    // still wait in the listen queue (the event loop is not running).
+    for (const bool queued : {false, true}) {
+        errors.clear();
+        accepted = 0;
+        std::vector<int> peers;
+        for (int i = 0; i < 5; ++i) {
+            peers.push_back(RawConnect(Server.ListeningPort()));
+            if (!queued) {
+                ASSERT_TRUE(WaitUntil([&] { return Core->ActiveConnections() == i + 1; }));
+            }
+        }
+        for (int fd : peers)
+            ResetAndClose(fd);
+        EXPECT_TRUE(WaitUntil([&] { return accepted == 5 && Core->ActiveConnections() == 0; })) << queued;
+        Pump(50);
+        for (const auto &[event, code] : errors)
+            EXPECT_EQ(event, eeDisconnect) << code;
+    }
+}
+
 TEST_F(ServerTest, NonBlockingServerKeepsUpWithAFloodingPeer)
 {
     std::int64_t received = 0;
