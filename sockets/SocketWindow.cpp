@@ -309,14 +309,13 @@ void TSocketWindow::Select(TSocket s, int mask, bool connected)
             Post(FD_WRITE, 0);
     } else {
         // Neither listening nor connected yet: the listen or connect follows this call at once.
-        // The write notifier tells when a connect completes; a listening socket's read
-        // notifier tells of waiting connections.
+        // The write notifier tells when a connect completes, whether FD_CONNECT is selected or
+        // not (reads and writes are watched from then on); a listening socket's read notifier
+        // tells of waiting connections.
+        FSelect->ConnectPending = true;
+        FSelect->Write->setEnabled(true);
         if (mask & FD_ACCEPT)
             FSelect->Read->setEnabled(true);
-        if (mask & FD_CONNECT) {
-            FSelect->ConnectPending = true;
-            FSelect->Write->setEnabled(true);
-        }
     }
 }
 
@@ -366,13 +365,14 @@ void TSocketWindow::ReadReady()
     const int mask = FSelect->Mask;
     if (!FSelect->Listening)
         FSelect->Listening = native::IsListening(FSelect->Socket);
-    if (FSelect->ConnectPending)
-        return;
     if (FSelect->Listening) {
+        FSelect->ConnectPending = false;
         if (mask & FD_ACCEPT)
             Post(FD_ACCEPT, 0);
         return;
     }
+    if (FSelect->ConnectPending)
+        return;
     int error = 0;
     switch (native::PeekReadiness(FSelect->Socket, error)) {
     case native::TReadiness::Data:
