@@ -107,6 +107,7 @@ void TCustomWinSocket::StartOpen(const QString &Name, const QString &Address, co
     if (FSocket != INVALID_SOCKET || FLookupHandle != 0)
         Disconnect(FSocket);
     FSocket = native::CreateSocket();
+    FReadsInterrupted = false;
     if (FSocket == INVALID_SOCKET)
         throw ESocketError(sCannotCreateSocket);
     try {
@@ -394,12 +395,24 @@ void TCustomWinSocket::Disconnect(TSocket Socket)
     if (Socket == INVALID_SOCKET || Socket != FSocket)
         return;
     Event(this, seDisconnect);
-    const TSocket handle = FSocket.exchange(INVALID_SOCKET);
+    TSocket handle;
+    {
+        std::lock_guard<std::mutex> handleLock(FHandleLock);
+        handle = FSocket.exchange(INVALID_SOCKET);
+    }
     FAddr = TSockAddrIn();
     FConnected = false;
     FSendStream.reset();
     FDropAfterSend = false;
     CheckSocketResult(async::CloseSocket(handle), QStringLiteral("closesocket"));
+}
+
+void TCustomWinSocket::InterruptReads()
+{
+    std::lock_guard<std::mutex> lock(FHandleLock);
+    FReadsInterrupted = true;
+    if (FSocket != INVALID_SOCKET)
+        native::ShutdownReads(FSocket);
 }
 
 void TCustomWinSocket::Event(TCustomWinSocket *Socket, TSocketEvent SocketEvent)

@@ -228,6 +228,14 @@ protected:
 private:
     // The notification object delivers its messages to these.
     friend class TSocketWindow;
+    // A stopping server ends the waits of its workers' streams.
+    friend class TServerWinSocket;
+    friend class TWinSocketStream;
+    // Ends every wait for data on the socket: a waiting read returns 0, and reads and
+    // WaitForData find nothing more from now on.
+    void InterruptReads();
+    bool ReadsInterrupted() const { return FReadsInterrupted; }
+
     void CMSocketMessage(TCMSocketMessage &Message);
     void CMDeferFree();
     void CMLookupComplete(TCMLookupComplete &Message);
@@ -245,6 +253,10 @@ private:
     std::int32_t TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op);
     void DropStream();
 
+    // Held while the handle is closed or its reads are shut, so that a shut never meets a
+    // handle number that has been closed and given out again.
+    std::mutex FHandleLock;
+    std::atomic<bool> FReadsInterrupted{false};
     std::unique_ptr<QIODevice> FSendStream;
     bool FDropAfterSend = false;
     TSocketWindow *FHandle = nullptr;
@@ -558,9 +570,11 @@ public:
     explicit TWNServerSocket(QObject *AOwner = nullptr);
 };
 
-// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds. Read
-// returns 0 when nothing came in time (or the peer closed; WaitForData tells them apart), Write
-// the bytes the socket took in time. The socket's lock is held across each transfer.
+// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds, a
+// negative TimeOut (INFINITE) without limit. Read returns 0 when nothing came in time (or the
+// peer closed; WaitForData tells them apart), Write the bytes the socket took in time. The
+// socket's lock is held across each transfer. When a thread-blocking server stops, the streams
+// of its connections read nothing more and WaitForData says no, so that workers end quietly.
 class WN_EXPORT TWinSocketStream : public QIODevice
 {
     Q_OBJECT
@@ -569,6 +583,7 @@ public:
     TWinSocketStream(TCustomWinSocket *ASocket, std::int32_t TimeOut);
     ~TWinSocketStream() override;
 
+    // Whether data can be read within Timeout milliseconds; false at once for a negative one.
     bool WaitForData(std::int32_t Timeout);
     std::int32_t Read(void *Buffer, std::int32_t Count);
     std::int32_t Write(const void *Buffer, std::int32_t Count);

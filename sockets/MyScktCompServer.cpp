@@ -144,6 +144,9 @@ void TServerWinSocket::StopClients()
             // need that lock while a worker handler holds the connection's lock. The worker
             // keeps the connection until this close is over.
             try {
+                // A worker waiting for data (it may hold the connection's lock while it waits)
+                // gets none and can end; then the connection is closed.
+                client->InterruptReads();
                 if (client->Connected())
                     client->Close();
             } catch (...) {

@@ -67,15 +67,20 @@ TWinSocketStream::~TWinSocketStream() = default;
 bool TWinSocketStream::WaitForData(std::int32_t Timeout)
 {
     // A negative time-out is no time-out to wait for: the wait fails at once.
-    if (Timeout < 0)
+    const TSocket s = FSocket->SocketHandle();
+    if (Timeout < 0 || s == INVALID_SOCKET || FSocket->ReadsInterrupted())
         return false;
     const std::int64_t micro = std::int64_t(Timeout / 1000) * 1000000 + std::int64_t(Timeout % 1000) * 1000;
-    return native::WaitReady(FSocket->SocketHandle(), false, micro) > 0;
+    const bool ready = native::WaitReady(s, false, micro) > 0;
+    // A socket closed or stopped while it was waited on has nothing to offer.
+    return ready && !FSocket->ReadsInterrupted() && FSocket->SocketHandle() == s;
 }
 
 std::int32_t TWinSocketStream::Read(void *Buffer, std::int32_t Count)
 {
     TSocketLockGuard lock(FSocket);
+    if (FSocket->ReadsInterrupted())
+        return 0;
     const TSocket s = FSocket->SocketHandle();
     if (s == INVALID_SOCKET)
         RaiseIOError(sSocketRead, WSAEBADF);
@@ -83,7 +88,7 @@ std::int32_t TWinSocketStream::Read(void *Buffer, std::int32_t Count)
     std::int32_t n = ReceiveNow(s, Buffer, Count);
     if (n >= 0)
         return n;
-    if (native::WaitReady(s, false, std::int64_t(FTimeout < 0 ? 0 : FTimeout) * 1000) <= 0)
+    if (native::WaitReady(s, false, FTimeout < 0 ? -1 : std::int64_t(FTimeout) * 1000) <= 0)
         return 0;
     n = ReceiveNow(s, Buffer, Count);
     return n < 0 ? 0 : n;
@@ -96,20 +101,24 @@ std::int32_t TWinSocketStream::Write(const void *Buffer, std::int32_t Count)
     if (s == INVALID_SOCKET)
         RaiseIOError(sSocketWrite, WSAEBADF);
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(FTimeout < 0 ? 0 : FTimeout);
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(FTimeout);
     const char *data = static_cast<const char *>(Buffer);
     std::int32_t sent = 0;
-    // The transfer is one operation with one time-out: pieces go out as the socket takes them
-    // until all is sent or the time is up.
+    // The transfer is one operation with one time-out (none when it is negative): pieces go out
+    // as the socket takes them until all is sent or the time is up.
     while (sent < Count) {
         const std::int32_t n = SendNow(s, data + sent, Count - sent);
         if (n > 0) {
             sent += n;
             continue;
         }
-        const auto left =
-            std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
-        if (left <= 0 || native::WaitReady(s, true, left) <= 0)
+        std::int64_t wait = -1;
+        if (FTimeout >= 0) {
+            wait = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+            if (wait <= 0)
+                break;
+        }
+        if (native::WaitReady(s, true, wait) <= 0)
             break;
     }
     return sent;

@@ -188,6 +188,15 @@ TEST_F(SocketTest, BlockingClientThroughTheStream)
     stream.SetTimeOut(0);
     EXPECT_EQ(stream.Read(buf, sizeof buf), 0);
 
+    // Without limit (-1, INFINITE): the read waits for what comes.
+    stream.SetTimeOut(-1);
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        SendAll(server, "late");
+    });
+    EXPECT_EQ(stream.Read(buf, sizeof buf), 4);
+    late.join();
+
     SendAll(server, "0123456789");
     EXPECT_TRUE(stream.WaitForData(5000));
     // Time-out 0 still takes what is already there.
@@ -218,6 +227,14 @@ TEST_F(SocketTest, BlockingClientThroughTheStream)
     }
     EXPECT_EQ(last, 0);
     EXPECT_GT(total, 0);
+    // Without limit, the write waits until the peer reads.
+    stream.SetTimeOut(-1);
+    std::thread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ReadAll(server, std::size_t(total) + block.size());
+    });
+    EXPECT_EQ(stream.Write(block.data(), static_cast<std::int32_t>(block.size())), 1 << 20);
+    reader.join();
     // Resetting the flooded connection makes the next write fail loudly.
     ResetAndClose(server);
     ASSERT_TRUE(WaitUntil([&] {

@@ -355,6 +355,46 @@ TEST_F(ServerTest, StoppingTheServerWaitsForBusyWorkers)
     EXPECT_TRUE(Server.Active());
 }
 
+TEST_F(ServerTest, StoppingTheServerEndsWorkersWaitingForDataQuietly)
+{
+    // Workers wait without limit, in WaitForData or in Read. Should the stop wait for them, a
+    // watchdog sends them a byte after five seconds.
+    for (const bool inRead : {false, true}) {
+        ApplicationExceptions app;
+        Server.UseWorkers([inRead](TServerClientThread &t) {
+            TWinSocketStream stream(t.ClientSocket(), -1);
+            char buf[16];
+            while (!t.Terminated()) {
+                if ((inRead || stream.WaitForData(60000)) && stream.Read(buf, sizeof buf) <= 0)
+                    break;
+            }
+        });
+        Server.Start(stThreadBlocking);
+        std::vector<int> peers;
+        for (int i = 0; i < 3; ++i)
+            peers.push_back(Server.ConnectAndWait(i + 1));
+        std::atomic<bool> stopped{false}, fed{false};
+        std::thread watchdog([&] {
+            for (int i = 0; i < 50 && !stopped; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (!stopped) {
+                fed = true;
+                for (int fd : peers)
+                    SendAll(fd, "x");
+            }
+        });
+        Server.Close();
+        stopped = true;
+        watchdog.join();
+        EXPECT_FALSE(fed.load()) << inRead;
+        EXPECT_TRUE(Core->Threads().empty());
+        Pump(20);
+        EXPECT_TRUE(app.Shown.empty()) << app.Shown.front().toStdString();
+        for (int fd : peers)
+            ::close(fd);
+    }
+}
+
 TEST_F(SocketTest, StoppingTheServerWhileAWorkerEndsAConnection)
 {
     // A peer goes away: its worker reports the disconnect (holding the connection's lock, the
