@@ -577,6 +577,8 @@ void TServerClientThread::DoHandleException()
     } catch (const std::exception &e) {
         ShowException(e);
     } catch (...) {
+        // A thrown object that is no std::exception has no text to show; the thread ends all
+        // the same.
     }
 }
 

@@ -26,6 +26,12 @@
 #include <thread>
 #include <vector>
 
+// Failure messages show texts as text.
+inline void PrintTo(const QString &s, std::ostream *os)
+{
+    *os << '"' << s.toStdString() << '"';
+}
+
 namespace sockettest {
 
 // Runs the event loop (and waiting Synchronize calls) until pred holds or timeoutMs passed.
@@ -48,10 +54,13 @@ inline void Pump(int ms)
     WaitUntil([] { return false; }, ms);
 }
 
-inline int CountEntries(const char *dir)
+// The process's open descriptors and running threads.
+inline std::pair<qsizetype, qsizetype> Resources()
 {
-    return static_cast<int>(
-        QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
+    const auto count = [](const char *dir) {
+        return QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size();
+    };
+    return {count("/proc/self/fd"), count("/proc/self/task")};
 }
 
 // Every socket test checks that it gave back the descriptors and threads it used; threads that
@@ -62,49 +71,39 @@ protected:
     void SetUp() override
     {
         Pump(1);
-        FDescriptors = CountEntries("/proc/self/fd");
-        FThreads = CountEntries("/proc/self/task");
+        FBefore = Resources();
     }
     void TearDown() override
     {
-        WaitUntil([this] {
-            return CountEntries("/proc/self/fd") == FDescriptors &&
-                   CountEntries("/proc/self/task") == FThreads;
-        });
-        EXPECT_EQ(CountEntries("/proc/self/fd"), FDescriptors) << "descriptors leaked";
-        EXPECT_EQ(CountEntries("/proc/self/task"), FThreads) << "threads left running";
+        WaitUntil([this] { return Resources() == FBefore; });
+        EXPECT_EQ(Resources(), FBefore) << "(descriptors, threads) left behind";
     }
 
 private:
-    int FDescriptors = 0;
-    int FThreads = 0;
+    std::pair<qsizetype, qsizetype> FBefore;
 };
 
-// A blocking TCP socket whose sends and receives give up after five seconds.
-inline int RawSocket()
+// A blocking TCP socket whose sends and receives give up after five seconds, and the address
+// 127.0.0.1:port.
+inline int RawSocket(std::uint16_t port, sockaddr_in &addr)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval tv{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    addr = sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     return fd;
 }
 
-inline sockaddr_in Loopback(std::uint16_t port)
-{
-    return sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-}
-
 // A raw listening socket on 127.0.0.1 with an ephemeral port.
-class RawListener
-{
-public:
-    RawListener() : Fd(RawSocket())
+struct RawListener {
+    RawListener()
     {
-        sockaddr_in a = Loopback(0);
-        ::bind(Fd, reinterpret_cast<sockaddr *>(&a), sizeof a);
-        ::listen(Fd, 16);
+        sockaddr_in a;
         socklen_t len = sizeof a;
+        Fd = RawSocket(0, a);
+        ::bind(Fd, reinterpret_cast<sockaddr *>(&a), len);
+        ::listen(Fd, 16);
         ::getsockname(Fd, reinterpret_cast<sockaddr *>(&a), &len);
         Port = ntohs(a.sin_port);
     }
@@ -112,19 +111,18 @@ public:
     // Bounded by the receive time-out; -1 when nobody came.
     int Accept() { return ::accept4(Fd, nullptr, nullptr, SOCK_CLOEXEC); }
     int Fd;
-    std::uint16_t Port = 0;
+    std::uint16_t Port;
 };
 
 // A raw blocking client connected to 127.0.0.1:port, or -1.
 inline int RawConnect(std::uint16_t port)
 {
-    const int fd = RawSocket();
-    sockaddr_in a = Loopback(port);
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
+    sockaddr_in a;
+    const int fd = RawSocket(port, a);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0)
+        return fd;
+    ::close(fd);
+    return -1;
 }
 
 // A port that nothing listens on (bound and released at once).
@@ -133,6 +131,7 @@ inline std::uint16_t UnusedPort()
     return RawListener().Port;
 }
 
+// Reads until want bytes came, the peer closed or the receive time-out passed.
 inline std::string ReadAll(int fd, std::size_t want)
 {
     std::string out;
