@@ -344,6 +344,9 @@ protected:
 
 private:
     friend class TServerWinSocket;
+    // Lists the thread with its server and routes the connection's events to it; the server
+    // calls this once a descendant's construction is complete as well.
+    void Publish(TServerClientWinSocket *ASocket);
     void DoHandleException();
     // Shows the exception being handled (through HandleException).
     void ShowCurrentException();
