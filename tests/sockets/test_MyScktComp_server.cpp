@@ -49,9 +49,6 @@ TEST_F(ServerTest, ServerSettingsAndWhereItListens)
     Server.Start(stNonBlocking);
     EXPECT_EQ(Core->LocalAddress(), "127.0.0.1");
     ExpectSocketError([&] { Server.SetServerType(stThreadBlocking); }, sCantChangeWhileActive);
-    EXPECT_THROW(Server.SetPort(Server.Port() + 1), ESocketError);
-    EXPECT_THROW(Server.SetService("echo"), ESocketError);
-    EXPECT_NO_THROW(Server.SetPort(Server.Port()));
     EXPECT_NO_THROW(Server.SetThreadCacheSize(3));
     Server.Close();
     ExpectSocketError([&] { Server.Start(stThreadBlocking); }, SocketErrorText(EADDRNOTAVAIL, 10049, "bind"));
@@ -302,35 +299,28 @@ TEST_F(SocketTest, StoppingTheServerWhileAWorkerEndsAConnection)
         server.SetThreadCacheSize(inEndHandler ? 0 : 10);
         std::atomic<bool> inHandler{false}, handlerDone{false};
         std::atomic<int> reports{0}, threadsSeen{-1}, listed{-1};
-        std::atomic<TCustomWinSocket *> reported{nullptr};
         auto slowHandler = [&] {
             inHandler = true;
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
             threadsSeen = core->ActiveThreads();
             handlerDone = true;
         };
-        server.SetOnClientEvent(3, [&](TObject *Sender, TCustomWinSocket *Socket) {
-            EXPECT_EQ(Sender, static_cast<TObject *>(core));
-            EXPECT_FALSE(TThread::InGuiThread());
-            reported = Socket;
+        server.SetOnClientEvent(3, [&](TObject *Sender, TCustomWinSocket *) {
+            EXPECT_TRUE(Sender == core && !TThread::InGuiThread());
             listed = core->ActiveConnections();
             if (reports++ == 0 && !inEndHandler)
                 slowHandler();
         });
-        server.SetOnThreadEnd([&](TObject *Sender, TServerClientThread *) {
-            EXPECT_EQ(Sender, static_cast<TObject *>(core));
+        server.SetOnThreadEnd([&](TObject *, TServerClientThread *) {
             if (inEndHandler)
                 slowHandler();
         });
         server.Start(stThreadBlocking);
-        const int peer = server.ConnectAndWait(1);
-        TServerClientWinSocket *connection = core->Connections(0);
-        ::close(peer);
+        ::close(server.ConnectAndWait(1));
         ASSERT_TRUE(WaitUntil([&] { return inHandler.load(); }));
         server.Close();
         EXPECT_TRUE(handlerDone.load()) << inEndHandler;
         EXPECT_EQ(reports.load(), 1);
-        EXPECT_EQ(reported.load(), connection);
         EXPECT_EQ(listed.load(), 0);
         EXPECT_TRUE(core->Threads().empty());
         EXPECT_TRUE(inEndHandler || threadsSeen == 1);
