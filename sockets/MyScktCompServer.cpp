@@ -434,10 +434,14 @@ void TServerClientThread::Publish(TServerClientWinSocket *ASocket)
 void TServerClientThread::Execute()
 {
     try {
+        // The start handler waits for the first connection's wake-up: until the server has
+        // listed the thread, a raising handler would end and free a thread the server is about
+        // to list.
+        bool connected = StartConnect();
         if (FServerSocket)
             FServerSocket->ThreadStart(this);
-        for (;;) {
-            if (StartConnect())
+        for (;; connected = StartConnect()) {
+            if (connected)
                 ClientExecute();
             if (EndConnect())
                 break;
