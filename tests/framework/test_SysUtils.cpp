@@ -64,68 +64,60 @@ QString ConvertMessage(const std::function<void()> &call)
 
 } // namespace
 
-TEST(FloatToStrF, FixedExamples)
+// Each form by example; a ',' row uses the comma settings. Fixed switches to the exponent form
+// when the integer digits exceed the precision.
+TEST(FloatToStrF, FormsByExample)
 {
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1234.5678, ffFixed, 10, 2, fs), "1234.57");
-    EXPECT_EQ(FloatToStrF(0, ffFixed, 10, 1, fs), "0.0");
-    EXPECT_EQ(FloatToStrF(0.123456789012, ffFixed, 10, 15, fs), "0.123456789000000");
-    EXPECT_EQ(FloatToStrF(-1234.5678, ffFixed, 10, 0, fs), "-1235");
-    EXPECT_EQ(FloatToStrF(0.006, ffFixed, 15, 2, fs), "0.01");
-    EXPECT_EQ(FloatToStrF(0.004, ffFixed, 15, 2, fs), "0.00");
-    // Rounded to nothing: no "-0.00".
-    EXPECT_EQ(FloatToStrF(-0.004, ffFixed, 15, 2, fs), "0.00");
-    EXPECT_EQ(FloatToStrF(9.995, ffFixed, 15, 2, fs), "9.99"); // stored just below 9.995
-    EXPECT_EQ(FloatToStrF(0.5, ffFixed, 15, 0, fs), "1");
-    EXPECT_EQ(FloatToStrF(-2.5, ffFixed, 15, 0, fs), "-3");
-    EXPECT_EQ(FloatToStrF(999.96, ffFixed, 15, 1, fs), "1000.0");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffFixed, 10, 2, Comma()), "1234,57");
-}
-
-TEST(FloatToStrF, FixedSwitchesToExponentWhenIntegerDigitsExceedPrecision)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(12345.0, ffFixed, 5, 1, fs), "12345.0");
-    EXPECT_EQ(FloatToStrF(123456.0, ffFixed, 5, 1, fs), "1.2346E+5");
-    // Rounding to the precision carries into a new integer digit.
-    EXPECT_EQ(FloatToStrF(99999.7, ffFixed, 5, 2, fs), "1.0000E+05");
-    EXPECT_EQ(FloatToStrF(1e20, ffFixed, 15, 2, fs), "1.00000000000000E+20");
-}
-
-TEST(FloatToStrF, NumberGroupsThousands)
-{
-    EXPECT_EQ(FloatToStrF(1234567.891, ffNumber, 15, 2, Point()), "1,234,567.89");
-    EXPECT_EQ(FloatToStrF(1234567.891, ffNumber, 15, 2, Comma()), "1.234.567,89");
-    EXPECT_EQ(FloatToStrF(-123.0, ffNumber, 15, 0, Point()), "-123");
-    EXPECT_EQ(FloatToStrF(-1000.0, ffNumber, 15, 1, Point()), "-1,000.0");
-}
-
-TEST(FloatToStrF, GeneralExamplesAndThresholds)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1.5e-20, ffGeneral, 15, 2, fs), "1.5E-20");
-    EXPECT_EQ(FloatToStrF(1e20, ffGeneral, 15, 2, fs), "1E20");
-    EXPECT_EQ(FloatToStrF(0.00001, ffGeneral, 15, 2, fs), "1E-05");
-    EXPECT_EQ(FloatToStrF(0.0001, ffGeneral, 15, 2, fs), "0.0001");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffGeneral, 10, 3, fs), "1234.5678");
-    EXPECT_EQ(FloatToStrF(0.00009999, ffGeneral, 15, 0, fs), "9.999E-5");
-    // Fifteen integer digits stay fixed; sixteen do not.
-    EXPECT_EQ(FloatToStrF(999999999999999.0, ffGeneral, 15, 0, fs), "999999999999999");
-    EXPECT_EQ(FloatToStrF(1000000000000000.0, ffGeneral, 15, 0, fs), "1E15");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffGeneral, 3, 0, fs), "1.23E3");
-    EXPECT_EQ(FloatToStrF(-0.5, ffGeneral, 15, 0, Comma()), "-0,5");
-    EXPECT_EQ(FloatToStrF(1.5e-20, ffGeneral, 15, 2, Comma()), "1,5E-20");
-}
-
-TEST(FloatToStrF, ExponentForm)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1234.5678, ffExponent, 4, 2, fs), "1.235E+03");
-    EXPECT_EQ(FloatToStrF(0.00012, ffExponent, 3, 0, fs), "1.20E-4");
-    EXPECT_EQ(FloatToStrF(0, ffExponent, 3, 2, fs), "0.00E+00");
-    EXPECT_EQ(FloatToStrF(-9.99, ffExponent, 2, 1, fs), "-1.0E+1");
-    EXPECT_EQ(FloatToStrF(5, ffExponent, 1, 1, Comma()), "5E+0");
-    EXPECT_EQ(FloatToStrF(1.5, ffExponent, 2, 1, Comma()), "1,5E+0");
+    const struct {
+        double Value;
+        TFloatFormat Format;
+        int Precision, Digits;
+        char Separator;
+        const char *Want;
+    } cases[] = {
+        {1234.5678, ffFixed, 10, 2, '.', "1234.57"},
+        {0, ffFixed, 10, 1, '.', "0.0"},
+        {0.123456789012, ffFixed, 10, 15, '.', "0.123456789000000"},
+        {-1234.5678, ffFixed, 10, 0, '.', "-1235"},
+        {0.006, ffFixed, 15, 2, '.', "0.01"},
+        {0.004, ffFixed, 15, 2, '.', "0.00"},
+        {-0.004, ffFixed, 15, 2, '.', "0.00"}, // rounded to nothing: no "-0.00"
+        {9.995, ffFixed, 15, 2, '.', "9.99"},  // stored just below 9.995
+        {0.5, ffFixed, 15, 0, '.', "1"},
+        {-2.5, ffFixed, 15, 0, '.', "-3"},
+        {999.96, ffFixed, 15, 1, '.', "1000.0"},
+        {1234.5678, ffFixed, 10, 2, ',', "1234,57"},
+        {12345.0, ffFixed, 5, 1, '.', "12345.0"},
+        {123456.0, ffFixed, 5, 1, '.', "1.2346E+5"},
+        {99999.7, ffFixed, 5, 2, '.', "1.0000E+05"}, // rounding carries into a new digit
+        {1e20, ffFixed, 15, 2, '.', "1.00000000000000E+20"},
+        {1234567.891, ffNumber, 15, 2, '.', "1,234,567.89"},
+        {1234567.891, ffNumber, 15, 2, ',', "1.234.567,89"},
+        {-123.0, ffNumber, 15, 0, '.', "-123"},
+        {-1000.0, ffNumber, 15, 1, '.', "-1,000.0"},
+        {1.5e-20, ffGeneral, 15, 2, '.', "1.5E-20"},
+        {1e20, ffGeneral, 15, 2, '.', "1E20"},
+        {0.00001, ffGeneral, 15, 2, '.', "1E-05"},
+        {0.0001, ffGeneral, 15, 2, '.', "0.0001"},
+        {1234.5678, ffGeneral, 10, 3, '.', "1234.5678"},
+        {0.00009999, ffGeneral, 15, 0, '.', "9.999E-5"},
+        {999999999999999.0, ffGeneral, 15, 0, '.', "999999999999999"},
+        {1000000000000000.0, ffGeneral, 15, 0, '.', "1E15"}, // sixteen integer digits
+        {1234.5678, ffGeneral, 3, 0, '.', "1.23E3"},
+        {-0.5, ffGeneral, 15, 0, ',', "-0,5"},
+        {1.5e-20, ffGeneral, 15, 2, ',', "1,5E-20"},
+        {1234.5678, ffExponent, 4, 2, '.', "1.235E+03"},
+        {0.00012, ffExponent, 3, 0, '.', "1.20E-4"},
+        {0, ffExponent, 3, 2, '.', "0.00E+00"},
+        {-9.99, ffExponent, 2, 1, '.', "-1.0E+1"},
+        {5, ffExponent, 1, 1, ',', "5E+0"},
+        {1.5, ffExponent, 2, 1, ',', "1,5E+0"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(
+            FloatToStrF(c.Value, c.Format, c.Precision, c.Digits, c.Separator == ',' ? Comma() : Point()),
+            c.Want)
+            << c.Value << " " << int(c.Format) << " " << c.Precision << " " << c.Digits;
 }
 
 TEST(FloatToStr, FifteenSignificantDigits)

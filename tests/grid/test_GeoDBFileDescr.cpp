@@ -70,16 +70,7 @@ QByteArray OldGeoBlock(int size, int declaredLength, const QByteArray &text)
     return block;
 }
 
-class GeoDescrTest : public ::testing::Test
-{
-protected:
-    QTemporaryDir dir;
-
-    QString Write(const QString &name, const QByteArray &bytes)
-    {
-        return wntest::WriteAll(dir.filePath(name), bytes);
-    }
-};
+using GeoDescrTest = wntest::TTempDirTest;
 
 } // namespace
 

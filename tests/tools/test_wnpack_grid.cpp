@@ -9,7 +9,7 @@
 #include <QtEndian>
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cmath>
 
 #include <unistd.h>
 
@@ -17,7 +17,7 @@ using namespace wntest;
 
 namespace {
 
-class WnpackGrid : public ::testing::Test
+class WnpackGrid : public TTempDirTest
 {
 protected:
     void SetUp() override
@@ -42,35 +42,19 @@ protected:
         EXPECT_EQ(r.Status, 0) << r.Err.toStdString();
         return QJsonDocument::fromJson(r.Out.toUtf8()).object();
     }
-
-    QString Path(const char *name) const { return dir.filePath(QLatin1String(name)); }
-
-    QTemporaryDir dir;
 };
 
-QByteArray U16(quint16 v)
+// Little-endian bytes of an integer or an IEEE number.
+template <typename T> QByteArray Le(T v)
 {
-    QByteArray b(2, '\0');
+    QByteArray b(sizeof(T), '\0');
     qToLittleEndian(v, b.data());
     return b;
 }
 
-QByteArray F32(float v)
+QByteArray U16(quint16 v)
 {
-    quint32 bits;
-    std::memcpy(&bits, &v, 4);
-    QByteArray b(4, '\0');
-    qToLittleEndian(bits, b.data());
-    return b;
-}
-
-QByteArray F64(double v)
-{
-    quint64 bits;
-    std::memcpy(&bits, &v, 8);
-    QByteArray b(8, '\0');
-    qToLittleEndian(bits, b.data());
-    return b;
+    return Le(v);
 }
 
 QByteArray Section(quint8 id, const QByteArray &payload)
@@ -85,7 +69,7 @@ QByteArray Padded(const QByteArray &text, int size)
 
 QByteArray MinMax(float min, float max, float offset, float factor)
 {
-    return F32(min) + F32(max) + F32(offset) + F32(factor);
+    return Le<float>(min) + Le<float>(max) + Le<float>(offset) + Le<float>(factor);
 }
 
 // 2 x 3 nodes from (100, 50), dx 5, dy 0.5, z origin 2. H: one byte channel "Leq|dB" (x 0.5
@@ -95,9 +79,9 @@ QByteArray MinMax(float min, float max, float offset, float factor)
 // order, with a version section and bytes in the reserved parts, as other writers may leave them.
 QByteArray ChannelGrid(bool suiteOrder)
 {
-    QByteArray s = U16(2) + U16(3) + U16(1) + F64(100) + F64(50) + F64(2);
+    QByteArray s = U16(2) + U16(3) + U16(1) + Le<double>(100) + Le<double>(50) + Le<double>(2);
     s += suiteOrder ? QByteArray(16, '\0') : QByteArray(16, '\x5A');
-    s += F32(5) + F32(0.5f);
+    s += Le<float>(5) + Le<float>(0.5f);
     s += suiteOrder ? QByteArray(4, '\0') : QByteArray("\x01\x02\x03\x04");
     s += U16(2) + U16(2) + U16(1) + QByteArray::fromHex("010302");
 
@@ -322,7 +306,7 @@ TEST_F(WnpackGrid, ErrorsGiveOneLineAndTheirStatus)
     const QString badJson = WriteAll(Path("bad.json"), "{\"columns\": 3,");
     const QString cut = WriteAll(Path("cut.rlk"), ChannelGrid(true).chopped(3));
     QByteArray nan = ChannelGrid(true);
-    nan.replace(3 + 6, 8, F64(std::nan("")));
+    nan.replace(3 + 6, 8, Le<double>(std::nan("")));
     const QString noOrigin = WriteAll(Path("nan.rlk"), nan);
     const QString sample = Path("sample.rlk");
     ASSERT_EQ(Run({"sample", sample, "--cols", "2", "--rows", "2"}).Status, 0);
