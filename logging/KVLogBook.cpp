@@ -156,9 +156,12 @@ public:
             FBuffer.remove(0, FPos);
             FPos = 0;
             const qsizetype kept = FBuffer.size();
-            FBuffer.resize(kept + kReadChunk);
+            // A small file gets a buffer of its own size (plus one byte to see its end).
+            const qsizetype chunk =
+                qsizetype(qBound<qint64>(4096, FFile.size() - FFile.pos() + 1, kReadChunk));
+            FBuffer.resize(kept + chunk);
             ClearOsError();
-            const qint64 got = FFile.read(FBuffer.data() + kept, kReadChunk);
+            const qint64 got = FFile.read(FBuffer.data() + kept, chunk);
             if (got < 0)
                 ThrowFileError(FFile, FFileName);
             FBuffer.resize(kept + got);
