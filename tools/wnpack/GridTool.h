@@ -3,6 +3,7 @@
 
 #include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
 namespace wnpack {
 
@@ -16,5 +17,9 @@ QJsonObject GridInfoJson(const QString &fileName);
 
 // The point query: first line the snapped X, Y and Z, then one "tag<TAB>text" line per value.
 QString GridQueryText(const QString &fileName, double x, double y, bool section, double cosine, double sine);
+
+// `grid serve` and `grid ask`: point queries over TCP (serve.cpp).
+int RunGridServe(const QStringList &args);
+int RunGridAsk(const QStringList &args);
 
 } // namespace wnpack

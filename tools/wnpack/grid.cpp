@@ -31,7 +31,9 @@ const char *const cGridUsage =
     "       wnpack grid info FILE [--json]\n"
     "       wnpack grid query FILE X Y [--section --cos C --sin S]\n"
     "       wnpack grid create OUT DESCRIPTION.json\n"
-    "       wnpack grid export FILE --channel H<k>|W1.<i>|W1.<i>.<j> --format asc OUT";
+    "       wnpack grid export FILE --channel H<k>|W1.<i>|W1.<i>.<j> --format asc OUT\n"
+    "       wnpack grid serve FILE [--port N] [--bind ADDRESS] [--threads]\n"
+    "       wnpack grid ask HOST:PORT X Y";
 
 // Larger descriptions would fill a disk rather than describe a result grid.
 constexpr std::int64_t cMaxCreatedData = std::int64_t(8) << 30;
@@ -751,11 +753,16 @@ int RunGrid(const QStringList &arguments)
         ExportGrid(args[0], channel, args[1]);
         return 0;
     }
-    Bad(QStringLiteral("unknown grid command \"%1\" (sample, info, query, create, export)").arg(sub));
+    if (sub == QLatin1String("serve"))
+        return RunGridServe(args);
+    if (sub == QLatin1String("ask"))
+        return RunGridAsk(args);
+    Bad(QStringLiteral("unknown grid command \"%1\" (sample, info, query, create, export, serve, ask)")
+            .arg(sub));
 }
 
-const TCommandRegistration registration({"grid", "writes, inspects, queries, builds and exports grid files",
-                                         RunGrid});
+const TCommandRegistration
+    registration({"grid", "writes, inspects, queries, builds, exports and serves grid files", RunGrid});
 
 } // namespace
 } // namespace wnpack
