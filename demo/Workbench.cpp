@@ -527,7 +527,7 @@ void TWorkbench::QueryPoint(double x, double y)
         FValues->resizeColumnToContents(1);
         FMap->AddMark(x, y);
         FQueryTitle->setText(
-            QString::fromLatin1(cQueryTitle).arg(++FQueryCount).arg(x, 0, 'f', 1).arg(y, 0, 'f', 1).arg(z));
+            QString::fromLatin1(cQueryTitle).arg(++FQueryCount).arg(x, 0, 'f', 1).arg(y, 0, 'f', 1));
         if (auto *tabs = findChild<QTabWidget *>(QStringLiteral("bottomTabs")))
             tabs->setCurrentIndex(1);
     } catch (const std::exception &e) {
