@@ -141,13 +141,16 @@ public:
 class TQueryThread : public TServerClientThread
 {
 public:
-    TQueryThread(TServerClientWinSocket *socket, const QString &fileName, std::atomic<std::int64_t> &requests)
-        : TServerClientThread(true, socket), FGrid(fileName), FRequests(requests)
+    TQueryThread(TServerClientWinSocket *socket, const QString &fileName, std::atomic<std::int64_t> &requests,
+                 std::atomic<std::int64_t> &connections)
+        : TServerClientThread(true, socket), FGrid(fileName), FRequests(requests), FConnections(connections)
     {}
 
 protected:
+    // Runs once per connection, also when the thread comes back from the cache.
     void ClientExecute() override
     {
+        ++FConnections;
         TRequestReader reader;
         try {
             if (!FGrid.IsOpen())
@@ -174,6 +177,7 @@ protected:
 private:
     TRKFile FGrid;
     std::atomic<std::int64_t> &FRequests;
+    std::atomic<std::int64_t> &FConnections;
 };
 
 } // namespace
@@ -198,11 +202,10 @@ public:
             FSocket->SetServerType(stThreadBlocking);
             FSocket->SetGetThreadEvent(
                 [this, fileName](TObject *, TServerClientWinSocket *client, TServerClientThread *&thread) {
-                    auto *t = new TQueryThread(client, fileName, FRequests);
+                    auto *t = new TQueryThread(client, fileName, FRequests, FConnections);
                     t->Resume();
                     thread = t;
                 });
-            FSocket->SetOnClientEvent(2, [this](TObject *, TCustomWinSocket *) { ++FConnections; });
         } else {
             FSocket->SetOnClientEvent(0, [this](TObject *, TCustomWinSocket *s) { Read(s); });
             FSocket->SetOnClientEvent(1, [this](TObject *, TCustomWinSocket *s) { Flush(s); });
