@@ -6,6 +6,7 @@
 
 #include "grid/KVRasterNeu.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
@@ -109,10 +110,12 @@ void Serve(benchmark::State &state, bool threads)
             clients.emplace_back([&, c] {
                 failed += !Ask(server.Port(), c);
                 ++done;
+                QCoreApplication::eventDispatcher()->wakeUp();
             });
-        // The non-blocking server answers from this thread's event loop.
+        // The non-blocking server answers from this thread's event loop, which sleeps between
+        // events as a host's would.
         while (done < Clients)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         for (std::thread &t : clients)
             t.join();
         if (failed)

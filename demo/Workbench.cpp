@@ -153,6 +153,7 @@ TWorkbench::TWorkbench(const QString &workFolder, const QString &iniFile, QWidge
     statusBar()->showMessage(QDir::toNativeSeparators(FWorkFolder));
 
     // Every event of this window's calculations comes here; queued while a worker runs.
+    FPreviousLog = KV_ELOG;
     KV_ELOG = [this](const QString &text, TLogStatus kind, std::int32_t context, std::int32_t, TObject *) {
         LogEvent(text, kind, context);
     };
@@ -175,7 +176,7 @@ TWorkbench::~TWorkbench()
         Log_Event_Obj->ReleaseThreadLogEvent();
     }
     SaveSettings();
-    KV_ELOG = std::bind_front(&TLog_Event_Obj::ErrorMsg, Log_Event_Obj);
+    KV_ELOG = FPreviousLog;
 }
 
 QWidget *TWorkbench::MakeParameters()

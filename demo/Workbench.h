@@ -4,6 +4,8 @@
 // log and the point query below.
 #include "NoiseCalculation.h"
 
+#include "logging/LogEvent.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -23,8 +25,6 @@ class TItemNavigator;
 class TMyIniFile;
 class TPlayButtons;
 class TSpinEditReal;
-enum TLogStatus : std::uint8_t;
-class TObject;
 } // namespace wn
 
 namespace wndemo {
@@ -107,6 +107,7 @@ private:
     std::unique_ptr<wn::TMyIniFile> FIni;
     std::unique_ptr<wn::TFarbArray> FPalette;
     std::unique_ptr<TNoiseCalculation> FWorker;
+    wn::TLog_Event FPreviousLog;
     std::atomic<bool> FPaused{false};
     int FLastResult = -1;
     QStringList FQueryLines;
