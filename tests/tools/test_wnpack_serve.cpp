@@ -176,9 +176,9 @@ TEST_P(GridServe, ServeAndAskAsPrograms)
     } cases[] = {
         {{address, "3500000", "5800000"}, 0, QString::fromLatin1(Expected(3500000, 5800000)).chopped(1)},
         {{address, "3500100.0", "5800050"}, 0, QString::fromLatin1(Expected(3500100, 5800050)).chopped(1)},
-        {{address, "east", "5800050"}, 1, "\"east\" is not a number"},
-        {{"127.0.0.1", "1", "2"}, 1, "is not HOST:PORT"},
-        {{address, "1"}, 1, "usage: wnpack grid ask"},
+        {{address, "east", "5800050"}, 2, "X is not a number: east"},
+        {{"127.0.0.1", "1", "2"}, 2, "\"127.0.0.1\" is not HOST:PORT"},
+        {{address, "1"}, 2, "too few arguments"},
     };
     for (const auto &c : cases) {
         const TToolRun r = RunWnpack(QStringList{"grid", "ask"} + c.Args);

@@ -107,7 +107,7 @@ void OpenForQueries(TRKFile &grid)
     const TrecRlkStruktur &s = grid.Struktur;
     if (!grid.ReadGridStructure() || s.Columns == 0 || s.Rows == 0 || s.TypeH > cwtSingle ||
         s.TypeW1 > cwtSingle || s.TypeW2 > cwtSingle)
-        throw UsageError(QStringLiteral("%1 is not a grid file").arg(grid.FileName()).toStdString());
+        throw UsageError(QStringLiteral("%1 is not a grid file").arg(grid.FileName()));
 }
 
 // A server core that listens on the given address in its non-blocking set-up too.
@@ -192,8 +192,7 @@ public:
         OpenForQueries(FGrid);
         in_addr address{};
         if (::inet_pton(AF_INET, options.Bind.toLatin1().constData(), &address) != 1)
-            throw UsageError(
-                QStringLiteral("--bind \"%1\" is not an IPv4 address").arg(options.Bind).toStdString());
+            throw UsageError(QStringLiteral("--bind \"%1\" is not an IPv4 address").arg(options.Bind));
         FSocket = std::make_unique<TQueryServerSocket>(address.s_addr);
         FSocket->SetAddress(options.Bind);
         FSocket->SetPort(options.Port);

@@ -1,7 +1,6 @@
 // wnpack grid serve FILE and wnpack grid ask HOST:PORT X Y: point queries over TCP.
 #include "Command.h"
 #include "GridServer.h"
-#include "GridTool.h"
 
 #include "framework/CodePages.h"
 #include "framework/Exceptions.h"
@@ -22,41 +21,15 @@ using namespace wn;
 
 namespace {
 
-const char *const cServeUsage = "usage: wnpack grid serve FILE [--port N] [--bind ADDRESS] [--threads]";
-const char *const cAskUsage = "usage: wnpack grid ask HOST:PORT X Y";
 constexpr std::uint16_t cDefaultPort = 7171;
 constexpr int cAskTimeoutMs = 10000;
 
-// Takes "--name value" out of args; empty when absent.
-QString TakeValue(QStringList &args, const char *name)
-{
-    const qsizetype i = args.indexOf(QLatin1String(name));
-    if (i < 0)
-        return QString();
-    if (i + 1 >= args.size())
-        throw UsageError(QStringLiteral("option %1 needs a value").arg(QLatin1String(name)).toStdString());
-    const QString value = args.at(i + 1);
-    args.remove(i, 2);
-    return value;
-}
-
 std::uint16_t ParsePort(const QString &text)
 {
-    bool ok = false;
-    const uint port = text.toUInt(&ok);
-    if (!ok || port > 65535)
-        throw UsageError(
-            QStringLiteral("port \"%1\" is not a number from 0 to 65535").arg(text).toStdString());
+    const int port = ParseWhole(text, "port");
+    if (port < 0 || port > 65535)
+        throw UsageError(QStringLiteral("port \"%1\" is not a number from 0 to 65535").arg(text));
     return std::uint16_t(port);
-}
-
-void CheckPositional(const QStringList &args, qsizetype count, const char *usage)
-{
-    for (const QString &a : args)
-        if (a.startsWith(QLatin1String("--")))
-            throw UsageError(QStringLiteral("unknown option %1").arg(a).toStdString());
-    if (args.size() != count)
-        throw UsageError(usage);
 }
 
 // SIGINT and SIGTERM end the event loop through a pipe, so the server closes in order.
@@ -75,20 +48,17 @@ void PrintLine(const QString &text)
     std::fflush(stdout);
 }
 
-} // namespace
-
-int RunGridServe(const QStringList &arguments)
+int RunGridServe(TArgs &args)
 {
-    QStringList args = arguments;
     TServeOptions options;
-    options.Threads = args.removeAll(QStringLiteral("--threads")) > 0;
-    const QString port = TakeValue(args, "--port");
-    const QString bind = TakeValue(args, "--bind");
-    CheckPositional(args, 1, cServeUsage);
-    options.FileName = args[0];
-    options.Port = port.isEmpty() ? cDefaultPort : ParsePort(port);
-    if (!bind.isEmpty())
-        options.Bind = bind;
+    options.Threads = args.Flag("--threads");
+    const auto port = args.Option("--port");
+    const auto bind = args.Option("--bind");
+    args.Expect(1, 1);
+    options.FileName = args.Text(0);
+    options.Port = port ? ParsePort(*port) : cDefaultPort;
+    if (bind)
+        options.Bind = *bind;
 
     if (::pipe(g_stopPipe) != 0)
         throw EInOutError::FromErrno(errno, QStringLiteral("pipe"));
@@ -114,21 +84,18 @@ int RunGridServe(const QStringList &arguments)
     return 0;
 }
 
-int RunGridAsk(const QStringList &arguments)
+int RunGridAsk(TArgs &args)
 {
-    QStringList args = arguments;
-    CheckPositional(args, 3, cAskUsage);
-    const qsizetype colon = args[0].lastIndexOf(QLatin1Char(':'));
+    args.Expect(3, 3);
+    const QString target = args.Text(0);
+    const qsizetype colon = target.lastIndexOf(QLatin1Char(':'));
     if (colon <= 0)
-        throw UsageError(QStringLiteral("\"%1\" is not HOST:PORT").arg(args[0]).toStdString());
-    const QString host = args[0].left(colon);
-    const std::uint16_t port = ParsePort(args[0].mid(colon + 1));
-    for (const QString &coordinate : {args[1], args[2]}) {
-        bool ok = false;
-        coordinate.toDouble(&ok);
-        if (!ok)
-            throw UsageError(QStringLiteral("\"%1\" is not a number").arg(coordinate).toStdString());
-    }
+        throw UsageError(QStringLiteral("\"%1\" is not HOST:PORT").arg(target));
+    const QString host = target.left(colon);
+    const std::uint16_t port = ParsePort(target.mid(colon + 1));
+    args.Number(1, "X");
+    args.Number(2, "Y");
+    const QStringList coordinates{args.Text(1), args.Text(2)};
 
     TWNClientSocket client;
     client.SetClientType(ctBlocking);
@@ -140,9 +107,9 @@ int RunGridAsk(const QStringList &arguments)
     client.SetPort(port);
     client.Open();
     TWinSocketStream stream(client.Socket(), cAskTimeoutMs);
-    const QByteArray request = (args[1] + QLatin1Char(' ') + args[2] + QLatin1Char('\n')).toLatin1();
+    const QByteArray request = (coordinates.join(QLatin1Char(' ')) + QLatin1Char('\n')).toLatin1();
     if (stream.Write(request.constData(), std::int32_t(request.size())) != request.size())
-        throw Exception(QStringLiteral("%1 does not take the request").arg(args[0]));
+        throw Exception(QStringLiteral("%1 does not take the request").arg(target));
 
     QByteArray answer;
     const QDeadlineTimer deadline(cAskTimeoutMs);
@@ -151,19 +118,38 @@ int RunGridAsk(const QStringList &arguments)
     };
     while (!complete()) {
         if (!stream.WaitForData(std::int32_t(deadline.remainingTime())))
-            throw Exception(QStringLiteral("%1 did not answer in time").arg(args[0]));
+            throw Exception(QStringLiteral("%1 did not answer in time").arg(target));
         char buffer[4096];
         const std::int32_t n = stream.Read(buffer, sizeof buffer);
         if (n <= 0)
-            throw Exception(QStringLiteral("%1 closed the connection before answering").arg(args[0]));
+            throw Exception(QStringLiteral("%1 closed the connection before answering").arg(target));
         answer.append(buffer, n);
     }
     client.Close();
     if (answer.startsWith("error: "))
         throw Exception(QStringLiteral("%1 answered: %2")
-                            .arg(args[0], QString::fromLatin1(answer.mid(7, answer.indexOf('\n') - 7))));
-    std::fputs(FromWin1252(answer.left(answer.indexOf("\n\n") + 1)).toUtf8().constData(), stdout);
+                            .arg(target, QString::fromLatin1(answer.mid(7, answer.indexOf('\n') - 7))));
+    Print(FromWin1252(answer.left(answer.indexOf("\n\n") + 1)));
     return 0;
 }
 
+const TCommandRegistration registrations[] = {
+    TCommandRegistration(
+        {"grid serve", "FILE [--port N] [--bind ADDRESS] [--threads]", "answers point queries over TCP",
+         "Answers point queries on FILE over TCP until SIGINT or SIGTERM. A request is one line \"X Y\"; "
+         "the\n"
+         "answer is the lines of `wnpack grid query` followed by an empty line. A request that is not two\n"
+         "numbers gets one line starting with \"error: \" and the connection stays open.",
+         "  --port N           the port (7171 when not given; 0 picks a free one, shown on the first line)\n"
+         "  --bind ADDRESS     the IPv4 address to listen on (127.0.0.1 when not given)\n"
+         "  --threads          the thread-blocking server, one cached worker thread per connection,\n"
+         "                     instead of the non-blocking one in the main thread\n",
+         "wnpack grid serve noise.rlk --port 7171 --threads", false, false, RunGridServe}),
+    TCommandRegistration({"grid ask", "HOST:PORT X Y", "asks a query server for one point",
+                          "Sends one point query to a `wnpack grid serve` and prints its answer without the\n"
+                          "empty line. An error line from the server fails the command.",
+                          "", "wnpack grid ask 127.0.0.1:7171 3500420 5800310", false, false, RunGridAsk}),
+};
+
+} // namespace
 } // namespace wnpack
