@@ -6,6 +6,7 @@
 #include "colours/FarbArr.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
+#include "controls/ValueGrid.h"
 #include "framework/Exceptions.h"
 #include "framework/Graphics.h"
 #include "framework/UiServices.h"
@@ -35,13 +36,13 @@
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTabWidget>
-#include <QTableWidget>
 #include <QTextStream>
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -362,12 +363,25 @@ QWidget *TWorkbench::MakeBottom()
     auto *qv = new QVBoxLayout(queryPage);
     FQueryTitle = new QLabel(tr("Click the map to query a point"));
     qv->addWidget(FQueryTitle);
-    FValues = new QTableWidget(0, 3);
-    FValues->setHorizontalHeaderLabels({tr("Tag"), tr("Channel"), tr("Value")});
-    FValues->verticalHeader()->setDefaultSectionSize(FValues->fontMetrics().height() + 6);
-    FValues->verticalHeader()->hide();
-    FValues->horizontalHeader()->setStretchLastSection(true);
-    FValues->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // The grid stores nothing: it asks for the query's lines by column and row.
+    FValues = new TValueGrid;
+    FValues->SetFixedCols(0);
+    FValues->SetFixedRows(1);
+    FValues->AddColDef(0, 70, tr("Tag"), QString(), ftInteger, taLeftJustify, taRightJustify, QString(),
+                       false);
+    FValues->AddColDef(1, 260, tr("Channel"), QString(), ftString, taLeftJustify, taLeftJustify, QString(),
+                       false);
+    FValues->AddColDef(2, 160, tr("Value"), QString(), ftString, taLeftJustify, taRightJustify, QString(),
+                       false);
+    FValues->SetRowCount(2);
+    FValues->OnGetColValue = [this](QObject *, std::int32_t id, std::int32_t row, QPainter *) -> QVariant {
+        if (row < 1 || row > FQueryLines.size())
+            return QVariant();
+        const QString &line = FQueryLines[row - 1];
+        return id == 0   ? QVariant(line.section(QLatin1Char('\t'), 0, 0).toInt())
+               : id == 1 ? QVariant(line.section(QLatin1Char('\t'), 1, 1).trimmed())
+                         : QVariant(line.section(QLatin1Char('\t'), 2));
+    };
     qv->addWidget(FValues, 1);
     auto *qb = new QHBoxLayout;
     button(qb, tr("Copy"), [this] { CopyQuery(); });
@@ -514,18 +528,10 @@ void TWorkbench::QueryPoint(double x, double y)
         TTaggedLines lines;
         f.GetValuesOfPt(false, direction, x, y, z, lines);
         FQueryLines.clear();
-        FValues->setRowCount(int(lines.size()));
-        for (int i = 0; i < lines.size(); ++i) {
-            FQueryLines.append(QString::number(lines[i].Tag) + QLatin1Char('\t') + lines[i].Text);
-            FValues->setItem(i, 0, new QTableWidgetItem(QString::number(lines[i].Tag)));
-            const QString name = lines[i].Text.section(QLatin1Char('\t'), 0, 0).trimmed();
-            FValues->setItem(i, 1, new QTableWidgetItem(name));
-            auto *value = new QTableWidgetItem(lines[i].Text.section(QLatin1Char('\t'), 1));
-            value->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-            FValues->setItem(i, 2, value);
-        }
-        FValues->resizeColumnToContents(0);
-        FValues->resizeColumnToContents(1);
+        for (const TTaggedLine &l : lines)
+            FQueryLines.append(QString::number(l.Tag) + QLatin1Char('\t') + l.Text);
+        FValues->SetRowCount(std::max(2, int(lines.size()) + 1));
+        FValues->update();
         FMap->AddMark(x, y);
         FQueryTitle->setText(
             QString::fromLatin1(cQueryTitle).arg(++FQueryCount).arg(x, 0, 'f', 1).arg(y, 0, 'f', 1));

@@ -14,7 +14,6 @@
 
 class QLabel;
 class QProgressBar;
-class QTableWidget;
 class QTimer;
 class QTreeWidget;
 
@@ -22,6 +21,7 @@ namespace wn {
 class TFarbArray;
 class TFloatEdit;
 class TItemNavigator;
+class TValueGrid;
 class TMyIniFile;
 class TPlayButtons;
 class TSpinEditReal;
@@ -80,7 +80,7 @@ public:
     TLegend *Legend() const { return FLegend; }
     wn::TFarbArray &Palette() const { return *FPalette; }
     QTreeWidget *Files() const { return FFiles; }
-    QTableWidget *Values() const { return FValues; }
+    wn::TValueGrid *Values() const { return FValues; }
     wn::TItemNavigator *ChannelNavigator() const { return FChannelNav; }
     wn::TPlayButtons *Player() const { return FPlayer; }
 
@@ -123,7 +123,7 @@ private:
     wn::TItemNavigator *FChannelNav, *FZNav;
     QLabel *FChannelLabel, *FZLabel, *FQueryTitle;
     QTreeWidget *FLog;
-    QTableWidget *FValues;
+    wn::TValueGrid *FValues;
     QTimer *FDrain;
 };
 
