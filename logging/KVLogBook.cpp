@@ -157,7 +157,7 @@ public:
             FPos = 0;
             const qsizetype kept = FBuffer.size();
             FBuffer.resize(kept + kReadChunk);
-            errno = 0;
+            ClearOsError();
             const qint64 got = FFile.read(FBuffer.data() + kept, kReadChunk);
             if (got < 0)
                 ThrowFileError(FFile, FFileName);
@@ -442,7 +442,7 @@ void TLines::LoadFromFile(const QString &FileName, TTextEncoding &Encoding)
 void TLines::SaveToFile(const QString &FileName, TTextEncoding Encoding, bool Plain) const
 {
     QSaveFile file(FileName);
-    errno = 0;
+    ClearOsError();
     if (!file.open(QIODevice::WriteOnly) || !SaveToStream(file, Encoding, Plain) || !file.commit())
         ThrowFileError(file, FileName);
 }

@@ -18,7 +18,7 @@ using namespace wntest;
 
 namespace {
 
-class Wnpack : public ::testing::Test
+class Wnpack : public TTempDirTest
 {
 protected:
     void SetUp() override
@@ -27,14 +27,11 @@ protected:
             GTEST_SKIP() << "wnpack is not built";
     }
 
-    QString Path(const char *name) const { return dir.filePath(QLatin1String(name)); }
     TToolRun Run(const QStringList &args, TRunOptions options = {}) const
     {
         options.WorkDir = dir.path();
         return RunWnpack(args, options);
     }
-
-    QTemporaryDir dir;
 };
 
 // The default palette: record 70 of 720 bytes behind the header and an empty comment.
