@@ -4,8 +4,11 @@
 #include "wn_export.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <type_traits>
+
+class QObject;
 
 namespace wn {
 
@@ -15,6 +18,9 @@ class WN_EXPORT TObject
 public:
     virtual ~TObject() = default;
 };
+
+// The plain notification callback: who raised it.
+using TNotifyEvent = std::function<void(QObject *Sender)>;
 
 // A set of the values of an unscoped enumeration with at most 64 values. Bit n stands for the
 // value with ordinal n, so Bits() is the set's memory layout (a one-byte set fits in the low byte).

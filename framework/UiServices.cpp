@@ -53,24 +53,6 @@ int UnattendedAnswer(TMsgDlgButtons buttons)
     return mrOk;
 }
 
-Qt::CursorShape CursorShape(TCursor cursor)
-{
-    switch (cursor) {
-    case crCross: return Qt::CrossCursor;
-    case crIBeam: return Qt::IBeamCursor;
-    case crSizeWE: return Qt::SizeHorCursor;
-    case crUpArrow: return Qt::UpArrowCursor;
-    case crHourGlass: return Qt::WaitCursor;
-    case crDrag: return Qt::DragMoveCursor;
-    case crNoDrop:
-    case crNo: return Qt::ForbiddenCursor;
-    case crHSplit: return Qt::SplitHCursor;
-    case crVSplit: return Qt::SplitVCursor;
-    case crHandPoint: return Qt::PointingHandCursor;
-    default: return Qt::ArrowCursor;
-    }
-}
-
 class TQtUiServices : public TUiServices
 {
 public:
@@ -248,6 +230,24 @@ TQtUiServices &QtServices()
 std::atomic<TUiServices *> g_services{nullptr};
 
 } // namespace
+
+Qt::CursorShape CursorShape(TCursor cursor)
+{
+    switch (cursor) {
+    case crCross: return Qt::CrossCursor;
+    case crIBeam: return Qt::IBeamCursor;
+    case crSizeWE: return Qt::SizeHorCursor;
+    case crUpArrow: return Qt::UpArrowCursor;
+    case crHourGlass: return Qt::WaitCursor;
+    case crDrag: return Qt::DragMoveCursor;
+    case crNoDrop:
+    case crNo: return Qt::ForbiddenCursor;
+    case crHSplit: return Qt::SplitHCursor;
+    case crVSplit: return Qt::SplitVCursor;
+    case crHandPoint: return Qt::PointingHandCursor;
+    default: return Qt::ArrowCursor;
+    }
+}
 
 TUiServices::~TUiServices() = default;
 

@@ -8,6 +8,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <Qt>
 
 #include <cstdint>
 #include <deque>
@@ -62,6 +63,9 @@ constexpr TCursor crHSplit = -14;
 constexpr TCursor crVSplit = -15;
 constexpr TCursor crNo = -18;
 constexpr TCursor crHandPoint = -21;
+
+// The Qt shape that shows a cursor (the arrow for the default and unknown cursors).
+WN_EXPORT Qt::CursorShape CursorShape(TCursor cursor);
 
 // A file dialog's set-up and, after confirmation, its answer in FileName.
 struct TFileDialogOptions {

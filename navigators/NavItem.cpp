@@ -1,5 +1,7 @@
 #include "navigators/NavItem.h"
 
+#include <QEvent>
+
 #include <algorithm>
 #include <cmath>
 
@@ -30,7 +32,7 @@ void TItemNavigator::SetItemsCount(std::int32_t Value)
         SetItemIndex(-1);
     }
     FItemsCount = Value;
-    if (!Enabled())
+    if (!FButtonsEnabled)
         return;
     EnableButton(nbDelete, FItemsCount >= 1);
     // The step is chosen once: a step of 1 or more stays even when the count grows later.
@@ -43,7 +45,7 @@ void TItemNavigator::SetItemsCount(std::int32_t Value)
 void TItemNavigator::SetItemIndex(std::int32_t Value)
 {
     FItemIndex = std::min(Value, FItemsCount - 1);
-    if (!Enabled())
+    if (!FButtonsEnabled)
         return;
     bool backward = true, forward = true;
     if (FItemsCount < 2 || FItemIndex < 0) {
@@ -71,11 +73,16 @@ void TItemNavigator::SetItemChanged(bool Value)
     EnableButton(nbRefresh, true);
 }
 
-void TItemNavigator::SetEnabled(bool Value)
+void TItemNavigator::changeEvent(QEvent *event)
 {
-    if (Value == Enabled())
-        return;
-    TNavigator::SetEnabled(Value);
+    TNavigator::changeEvent(event);
+    if (event->type() == QEvent::EnabledChange && Enabled() != FButtonsEnabled)
+        ApplyEnabled(Enabled());
+}
+
+void TItemNavigator::ApplyEnabled(bool Value)
+{
+    FButtonsEnabled = Value;
     if (Value) {
         EnableButton(nbInsert, true);
         SetItemsCount(FItemsCount);

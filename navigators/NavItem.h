@@ -42,12 +42,17 @@ public:
     bool InsertBehind() const { return FInsertBehind; }
     void SetInsertBehind(bool Value) { FInsertBehind = Value; }
 
-    void SetEnabled(bool Value) override;
     void BtnClick(TNavigateBtn Index) override;
 
     ENavClick OnBeforeOnClick;
 
+protected:
+    // Qt's setEnabled, setDisabled and the enabled property pass by SetEnabled, so the buttons
+    // follow the control's own enabled flag from here.
+    void changeEvent(QEvent *event) override;
+
 private:
+    void ApplyEnabled(bool Value);
     void EnableButton(TNavigateBtn button, bool value) { Buttons(button)->SetEnabled(value); }
 
     bool FDeleteAll = false;
@@ -57,6 +62,9 @@ private:
     bool FItemChanged = false;
     bool FOnlyAdd = false;
     bool FInsertBehind = false;
+    // The enabled flag the buttons were last laid out for. A parent's enabling reaches
+    // changeEvent as well, but leaves the control's own flag, and so the buttons, alone.
+    bool FButtonsEnabled = true;
 };
 
 } // namespace wn

@@ -288,8 +288,9 @@ protected:
     void CMDeferFree();
     void CMLookupComplete(TCMLookupComplete &Message, const QByteArray &Result);
 
-    TSocket FSocket;
-    bool FConnected;
+    // Both read without the lock: a worker polls its connection while the server closes it.
+    std::atomic<TSocket> FSocket;
+    std::atomic<bool> FConnected;
     std::recursive_mutex FLock;
 
 private:
@@ -391,6 +392,9 @@ protected:
 
 private:
     friend class TServerWinSocket;
+    // Lists the thread with its server and routes the connection's events to it; the server
+    // calls this once a descendant's construction is complete as well.
+    void Publish(TServerClientWinSocket *ASocket);
     void DoHandleException();
     void DoTerminate();
     bool ReleaseClient();

@@ -227,6 +227,8 @@ TServerClientThread *TServerWinSocket::GetServerThread(TServerClientWinSocket *C
         OnGetThread(this, ClientSocket, result);
     if (!result)
         result = DoCreateThread(ClientSocket);
+    if (result)
+        result->Publish(ClientSocket);
     return result;
 }
 
@@ -242,11 +244,14 @@ TServerClientThread *TServerWinSocket::GetClientThread(TServerClientWinSocket *C
 
 std::int32_t TServerWinSocket::ActiveConnections() const
 {
+    // Workers remove their connections from their own threads.
+    std::lock_guard<std::recursive_mutex> lock(FListLock);
     return static_cast<std::int32_t>(FConnections.size());
 }
 
 TServerClientWinSocket *TServerWinSocket::Connections(std::int32_t Index) const
 {
+    std::lock_guard<std::recursive_mutex> lock(FListLock);
     return FConnections.at(static_cast<std::size_t>(Index));
 }
 
@@ -389,7 +394,11 @@ TServerClientThread::TServerClientThread(bool CreateSuspended, TServerClientWinS
 {
     FreeOnTerminate = true;
     SetPriority(tpHigher);
-    ReActivate(ASocket);
+    // Published later (GetServerThread): until a descendant's constructor has run, another
+    // thread closing the connection would call the virtual Event of a half-built object.
+    FClientSocket.store(ASocket);
+    if (ASocket)
+        FServerSocket = ASocket->ServerWinSocket();
     if (!CreateSuspended)
         Resume();
 }
@@ -411,8 +420,18 @@ void TServerClientThread::ReActivate(TServerClientWinSocket *ASocket)
     if (!ASocket)
         return;
     FServerSocket = ASocket->ServerWinSocket();
-    if (FServerSocket)
+    Publish(ASocket);
+}
+
+void TServerClientThread::Publish(TServerClientWinSocket *ASocket)
+{
+    // All of it under the list lock: a server that stops takes the thread from its list and
+    // frees it, which must wait until the wake-up below is done.
+    std::unique_lock<std::recursive_mutex> lock;
+    if (FServerSocket) {
+        lock = std::unique_lock<std::recursive_mutex>(FServerSocket->FListLock);
         FServerSocket->AddThread(this);
+    }
     ASocket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
         HandleEvent(Sender, S, E);
     };

@@ -334,7 +334,10 @@ void TStringFormat::AppendChars(QString &Result, std::size_t i, QStringView Text
 void TStringFormat::AppendFiller(QString &Result, std::size_t i) const
 {
     const TrecStrPart &part = Parts[i];
-    AppendRun(Result, part.Len, part.PartType == 1 ? QLatin1Char('0') : QLatin1Char('-'));
+    // A separator standing alone is its separator only; filling its text as well would make
+    // every key one character wider than the format and split equal numbers.
+    if (part.PartType != 0)
+        AppendRun(Result, part.Len, part.PartType == 1 ? QLatin1Char('0') : QLatin1Char('-'));
     if (!part.Sep.isNull())
         Result += part.Sep;
 }
@@ -383,7 +386,7 @@ QString TStringFormat::BuildSortStr(const QString &Number)
             }
             if (part.PartType == 1)
                 AppendNumber(result, i, text);
-            else
+            else if (part.PartType == 2)
                 AppendChars(result, i, text);
             if (!part.Sep.isNull())
                 result += part.Sep;

@@ -9,7 +9,6 @@
 #include <functional>
 #include <limits>
 #include <ostream>
-#include <random>
 
 using namespace wn;
 
@@ -513,41 +512,4 @@ TEST(FormatSettings, TimeZoneTokensAreDropped)
     }
     EXPECT_EQ(FormatSettings().DecimalSeparator,
               TFormatSettings::FromLocale(QLocale::system()).DecimalSeparator);
-}
-
-// Random patterns, texts and values through every routine: each call returns or throws
-// EConvertError, and never anything else.
-TEST(SysUtils, ArbitraryInputNeverBreaks)
-{
-    std::mt19937 random(20240305);
-    const QString alphabet = QString::fromUtf8("0#.,;Ee+-'\"%dusxfg5 9$xX€\u00a0");
-    auto randomText = [&](int maxLength) {
-        QString text;
-        const int length = int(random() % std::uint32_t(maxLength + 1));
-        for (int i = 0; i < length; ++i)
-            text += alphabet[qsizetype(random() % std::uint32_t(alphabet.size()))];
-        return text;
-    };
-    const double values[] = {0, -0.0, 1, -1, 0.5, 1e-320, -1e308, 123456789.987654321, NaN, Inf, -Inf};
-    const QVariantList args = {1, -2.5, QStringLiteral("x"), true, qint64(-1), QVariant()};
-    for (int round = 0; round < 3000; ++round) {
-        const TFormatSettings fs = round % 2 ? Point() : Comma();
-        const QString pattern = randomText(12);
-        const double v = values[round % std::size(values)];
-        EXPECT_NO_THROW(FormatFloat(pattern, v, fs)) << pattern.toStdString();
-        EXPECT_NO_THROW(
-            FloatToStrF(v, TFloatFormat(round % 5), int(random() % 40) - 5, int(random() % 40) - 5, fs));
-        try {
-            Format(pattern, args, fs);
-        } catch (const EConvertError &) {
-        }
-        std::int32_t i = 0;
-        double d = 0;
-        TryStrToInt(pattern, i);
-        TryStrToFloat(pattern, d, fs);
-        TFormatSettings dates = fs;
-        dates.ShortDateFormat = pattern;
-        dates.LongTimeFormat = randomText(8);
-        EXPECT_NO_THROW(DateTimeToStr(QDateTime(QDate(1, 1, 1), QTime(23, 59, 59, 999)), dates));
-    }
 }

@@ -8,7 +8,6 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <random>
 
 using namespace wn;
 using namespace wntest;
@@ -410,7 +409,7 @@ TEST_F(FileIOTest, TruncatedFilesReadShortAtEveryCut)
     }
 }
 
-TEST_F(FileIOTest, GarbageNeverCrashesHangsOrAllocatesWildly)
+TEST_F(FileIOTest, HeadsPromisingMoreThanTheFileHoldsReadShort)
 {
     // Heads that promise far more than the file holds.
     const QByteArray liars[] = {
@@ -431,35 +430,6 @@ TEST_F(FileIOTest, GarbageNeverCrashesHangsOrAllocatesWildly)
         char buf[4];
         io.read_IDdata(7, 4, buf);
         EXPECT_EQ(io.ErrorCode(), cFileIOReadShort);
-    }
-
-    std::mt19937 rng(20261121);
-    for (int round = 0; round < 300; ++round) {
-        QByteArray bytes(int(rng() % 200), '\0');
-        for (char &c : bytes)
-            c = char(rng());
-        if (round % 3 == 0 && bytes.size() > 2) {
-            bytes[0] = 0x21;
-            bytes[1] = 0;
-        }
-        WriteAll(Path("garbage"), bytes);
-        TFileIO io;
-        QString comment;
-        std::int32_t version;
-        io.OpenHeader(Path("garbage"), comment, version);
-        // Every head consumes at least four bytes, so this loop must end on its own.
-        int records = 0;
-        while (!io.Error() && records <= bytes.size()) {
-            io.read_datainfo();
-            QString text;
-            if (records % 2)
-                io.read_not();
-            else
-                io.read_text(std::int32_t(rng() % 300), text);
-            ++records;
-        }
-        EXPECT_TRUE(io.Error());
-        EXPECT_LE(records, bytes.size() / 4 + 1);
     }
 }
 

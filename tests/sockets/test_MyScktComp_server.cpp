@@ -235,6 +235,8 @@ TEST_F(ServerTest, ThreadCacheKeepsTenAndTheEleventhThreadEnds)
     std::vector<TServerClientThread *> threads = Core->Threads();
     for (int i = 0; i < 11; ++i)
         EXPECT_EQ(threads[i]->KeepInCache(), i < 10) << i;
+    // Under the server's list lock, after which the eleventh may end and free itself.
+    EXPECT_EQ(Core->IdleThreads(), 0);
 
     for (int fd : peers)
         ::close(fd);
@@ -265,6 +267,8 @@ TEST_F(ServerTest, ThreadCacheShrinksAndGrows)
     std::vector<TServerClientThread *> threads = Core->Threads();
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(threads[i]->KeepInCache(), i < 3) << i;
+    // All busy; asked under the server's list lock, after which a worker may end and free itself.
+    EXPECT_EQ(Core->IdleThreads(), 0);
 
     // The uncached ones end with their connections; a new thread within the size is cached.
     for (int fd : peers)

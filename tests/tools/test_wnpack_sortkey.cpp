@@ -35,6 +35,8 @@ TEST_F(SortKeyTool, NumbersFromStdinSortedStablyOrIncremented)
     EXPECT_EQ(run.Status, 0);
     // B9 and B09 have the same sort string and keep their input order.
     EXPECT_EQ(run.Out, "7\nA1\nB9\nB09\nB10\n");
+    // A separator standing alone keeps the width: ".3" and "5" are laid out alike.
+    EXPECT_EQ(RunSortKey({".00", "--sorted", ".3", "5", ".9", "1"}).Out, "1\n.3\n5\n.9\n");
     // Numbers may look like options after "--".
     EXPECT_EQ(RunSortKey({"A00", "--next", "B09x", "A99", "abc", "--", "--7"}).Out,
               "B09x\tB10x\t0\nA99\tA100\t-7\nabc\tabc\t-6\n--7\t--8\t0\n");
@@ -101,9 +103,10 @@ std::vector<Token> Tokens(const QString &s)
     return tokens;
 }
 
+// A lone separator is its separator alone, filled or not.
 QString Filler(const Token &part)
 {
-    return QString(part.Text.size(), part.Type == 1 ? u'0' : u'-') +
+    return QString(part.Type == 0 ? 0 : part.Text.size(), part.Type == 1 ? u'0' : u'-') +
            (part.Sep.isNull() ? QString() : part.Sep);
 }
 
@@ -144,8 +147,11 @@ Outcome SortKey(const QString &format, const QString &sort, const QString &numbe
             return {out, -7};
         const QString fill(pad, part.Type == 1 ? u'0' : u'-');
         const bool fillAtEnd = part.Type == 1 && (part.Text[0] == u'1' || part.Text[0] == u'9');
-        out +=
-            (fillAtEnd ? token.Text + fill : fill + token.Text) + (part.Sep.isNull() ? QString() : part.Sep);
+        if (part.Type == 0)
+            out += Filler(part);
+        else
+            out += (fillAtEnd ? token.Text + fill : fill + token.Text) +
+                   (part.Sep.isNull() ? QString() : part.Sep);
         // A separator behind the last part is left to the check for a number longer than the format.
         if (!token.Sep.isNull() && token.Sep != part.Sep && i + 1 < n) {
             do {

@@ -107,33 +107,29 @@ TEST_F(IniFile, IrregularLayoutIsReadUntrimmedAndRewrittenOnlyWhenModified)
                                         "OFF=0\r\n"));
 }
 
-TEST_F(IniFile, IntegersInDecimalAndHexadecimal)
-{
-    TMyIniFile ini(Write("a.ini", "[N]\nhex=0x1F\nHEX2=0X10\ndollar=$ff\nneg=-7\nbad=12abc\n"
-                                  "prefix=0x\nempty=\nbadhex=0xG1\n"));
-    const std::pair<const char *, int> cases[] = {{"hex", 31},   {"hex2", 16},   {"dollar", 255},
-                                                  {"neg", -7},   {"bad", 42},    {"prefix", 42},
-                                                  {"empty", 42}, {"badhex", 42}, {"missing", 42}};
-    for (const auto &[key, value] : cases)
-        EXPECT_EQ(ini.ReadInteger("n", key, 42), value) << key;
-}
-
-TEST_F(IniFile, DoublesWithPointOrCommaWhateverTheLocale)
+// Integers in decimal or hexadecimal; doubles with a point or a comma whatever the user's
+// separator, and written in the user's.
+TEST_F(IniFile, NumbersInEveryAcceptedForm)
 {
     const TFormatSettings saved = FormatSettings();
     FormatSettings().DecimalSeparator = QLatin1Char(',');
     FormatSettings().ThousandSeparator = QLatin1Char('.');
-    TMyIniFile ini(
-        Write("a.ini", "[D]\ncomma=3,25\npoint= 2.5 \nexp=1e3\nx=x\nblank=   \ntwocommas=1,2,3\n"));
-    const std::pair<const char *, double> cases[] = {{"comma", 3.25}, {"point", 2.5}, {"exp", 1000},
-                                                     {"x", -1},       {"blank", -1},  {"twocommas", -1},
-                                                     {"missing", -1}};
-    for (const auto &[key, value] : cases)
-        EXPECT_DOUBLE_EQ(ini.ReadDouble("d", key, -1), value) << key;
-    // Written in the user's separator, read back through the comma rule.
-    ini.WriteDouble("d", "w", 3.14159, 3);
-    EXPECT_EQ(ini.ReadString("d", "w", ""), "3,142");
-    EXPECT_DOUBLE_EQ(ini.ReadDouble("d", "w", -1), 3.142);
+    TMyIniFile ini(Write("a.ini", "[N]\nhex=0x1F\nHEX2=0X10\ndollar=$ff\nneg=-7\nbad=12abc\nprefix=0x\n"
+                                  "empty=\nbadhex=0xG1\ncomma=3,25\npoint= 2.5 \nexp=1e3\nblank=   \n"
+                                  "twocommas=1,2,3\n"));
+    const std::pair<const char *, int> integers[] = {{"hex", 31},   {"hex2", 16},   {"dollar", 255},
+                                                     {"neg", -7},   {"bad", 42},    {"prefix", 42},
+                                                     {"empty", 42}, {"badhex", 42}, {"missing", 42}};
+    for (const auto &[key, value] : integers)
+        EXPECT_EQ(ini.ReadInteger("n", key, 42), value) << key;
+    const std::pair<const char *, double> doubles[] = {{"comma", 3.25}, {"point", 2.5}, {"exp", 1000},
+                                                       {"bad", -1},     {"blank", -1},  {"twocommas", -1},
+                                                       {"missing", -1}};
+    for (const auto &[key, value] : doubles)
+        EXPECT_DOUBLE_EQ(ini.ReadDouble("n", key, -1), value) << key;
+    ini.WriteDouble("n", "w", 3.14159, 3);
+    EXPECT_EQ(ini.ReadString("n", "w", ""), "3,142");
+    EXPECT_DOUBLE_EQ(ini.ReadDouble("n", "w", -1), 3.142);
     FormatSettings() = saved;
 }
 
@@ -165,17 +161,6 @@ TEST_F(IniFile, EraseLeavesTheReadCacheStale)
     EXPECT_EQ(ReadAll(other), QByteArray("[A]\r\nX=1\r\n"));
 }
 
-TEST_F(IniFile, TheCacheStartsOnTheFirstSectionUnderAnEmptyName)
-{
-    TMyIniFile ini(Write("a.ini", "[First]\nk=1\n[Second]\nk=2\n"));
-    EXPECT_FALSE(ini.SectionExists(""));
-    EXPECT_EQ(ini.ReadString("", "k", "-"), "1");
-    EXPECT_EQ(ini.ReadInteger("Second", "k", 0), 2);
-    // Once another section was read, the empty name is looked up and found nowhere.
-    EXPECT_EQ(ini.ReadString("", "k", "-"), "-");
-    EXPECT_EQ(TMyIniFile(Path("none.ini")).ReadString("", "k", "-"), "-");
-}
-
 TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
 {
     const QString cp = Write("cp.ini", "[Gr\xF6\xDF"
@@ -197,11 +182,20 @@ TEST_F(IniFile, RewriteKeepsTheEncodingItWasReadIn)
     EXPECT_EQ(ReadAll(Path("fresh.ini")), QByteArray("[A]\r\nK=\xC3\xA4\r\n"));
 }
 
-TEST_F(IniFile, FirstSectionNameNeedsADot)
+// The read cache starts on the first section under an empty name; the first section name is the
+// part before the dot of the first section that has one.
+TEST_F(IniFile, FirstSectionCacheAndName)
 {
-    EXPECT_EQ(TMyIniFile(Write("a.ini", "[plain]\n[grid.2.b]\n[raster.1]\n")).GetFirstSectionName(), "GRID");
+    TMyIniFile ini(Write("a.ini", "[First]\nk=1\n[Second]\nk=2\n[grid.2.b]\n[raster.1]\n"));
+    EXPECT_FALSE(ini.SectionExists(""));
+    EXPECT_EQ(ini.ReadString("", "k", "-"), "1");
+    EXPECT_EQ(ini.ReadInteger("Second", "k", 0), 2);
+    // Once another section was read, the empty name is looked up and found nowhere.
+    EXPECT_EQ(ini.ReadString("", "k", "-"), "-");
+    EXPECT_EQ(ini.GetFirstSectionName(), "GRID");
     EXPECT_EQ(TMyIniFile(Write("b.ini", "[plain]\nx=1\n")).GetFirstSectionName(), "-1");
     TMyIniFile c(Path("none.ini"));
+    EXPECT_EQ(c.ReadString("", "k", "-"), "-");
     EXPECT_EQ(c.GetFirstSectionName(), "-1");
     c.WriteString(".lead", "k", "v");
     EXPECT_EQ(c.GetFirstSectionName(), "");
