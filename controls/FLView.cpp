@@ -1,6 +1,7 @@
 #include "controls/FLView.h"
 
 #include "framework/Exceptions.h"
+#include "framework/RegularFile_p.h"
 #include "framework/SysUtils.h"
 #include "framework/UiServices.h"
 #include "util/KVUtil.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -292,17 +294,17 @@ void SortItems(QList<QTreeWidgetItem *> &items, int column, bool descending)
         items[qsizetype(i)] = keyed[i].second;
 }
 
-// The modification time in local time. Built from localtime_r and its offset, because a local
-// QDateTime consults the time-zone files again for every file.
+// The modification time in local time, in whole seconds as a folder search gives it. Built from
+// localtime_r and its offset, because a local QDateTime consults the time-zone files again for
+// every file.
 QDateTime FileTime(const struct stat &info)
 {
     const time_t seconds = info.st_mtim.tv_sec;
-    const int msec = int(info.st_mtim.tv_nsec / 1000000);
     struct tm local {};
     if (!::localtime_r(&seconds, &local))
-        return QDateTime::fromMSecsSinceEpoch(qint64(seconds) * 1000 + msec, Qt::UTC);
+        return QDateTime::fromSecsSinceEpoch(qint64(seconds), Qt::UTC);
     return QDateTime(QDate(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday),
-                     QTime(local.tm_hour, local.tm_min, qMin(local.tm_sec, 59), msec), Qt::OffsetFromUTC,
+                     QTime(local.tm_hour, local.tm_min, qMin(local.tm_sec, 59)), Qt::OffsetFromUTC,
                      int(local.tm_gmtoff));
 }
 
@@ -313,10 +315,12 @@ bool FindEntry(int folder, const QString &name, TSearchRec &rec)
     struct stat info {};
     rec.Name = name;
     rec.Attr = 0;
+    rec.Regular = false;
     if (::fstatat(folder, native.constData(), &info, 0) == 0) {
         if (S_ISDIR(info.st_mode))
             return false;
-        rec.Size = S_ISREG(info.st_mode) ? std::int64_t(info.st_size) : 0;
+        rec.Regular = S_ISREG(info.st_mode);
+        rec.Size = rec.Regular ? std::int64_t(info.st_size) : 0;
         rec.Time = FileTime(info);
         return true;
     }
@@ -512,6 +516,7 @@ void TFileListView::ReadFiles()
     const TFolderListing folder(FPath.isEmpty() ? QStringLiteral(".") : FPath);
     // The rows go into the view together: one insertion instead of one per file.
     TPendingRows pending(FPending);
+    FLastTimeText = QString();
     int entries = 0;
     const QStringList masks = FFilter.split(QLatin1Char(';'));
     for (const QString &mask : masks) {
@@ -560,6 +565,9 @@ void TFileListView::AddFile(const TSearchRec &SearchRec)
         QString description;
         // A file that cannot be read is still listed; it just has nothing to say.
         try {
+            std::optional<TSeenRegularFile> seen;
+            if (SearchRec.Regular)
+                seen.emplace(fileName);
             GetFileDescription(fileName, type, description);
         } catch (const Exception &) {
             description.clear();
@@ -568,8 +576,16 @@ void TFileListView::AddFile(const TSearchRec &SearchRec)
             OnGetFileDescription(this, fileName, description);
         item->setText(column++, description.left(kMaxDescription));
     }
-    if (FSubItems.contains(siTime))
-        item->setText(column++, DateTimeToStr(SearchRec.Time));
+    if (FSubItems.contains(siTime)) {
+        // Files saved together share their time; writing it once per pass saves a good part of
+        // filling a big folder.
+        if (!FPending || FLastTimeText.isNull() || SearchRec.Time != FLastTime ||
+            SearchRec.Time.offsetFromUtc() != FLastTime.offsetFromUtc()) {
+            FLastTime = SearchRec.Time;
+            FLastTimeText = DateTimeToStr(SearchRec.Time);
+        }
+        item->setText(column++, FLastTimeText);
+    }
     if (FSubItems.contains(siSize)) {
         item->setText(column, QString::number(SearchRec.Size));
         item->setTextAlignment(column, Qt::AlignRight | Qt::AlignVCenter);

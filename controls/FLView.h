@@ -20,7 +20,8 @@
 //   found at the start is put back at the end.
 // - Icons come from GetFileIcons, one per file type: the first file of a type gives the icon
 //   that all files of that type share.
-// - Last change is the file's modification time in local time, written with DateTimeToStr.
+// - Last change is the file's modification time in local time, in whole seconds, written with
+//   DateTimeToStr.
 // - The rows are always shown in report style. Column widths fit the header and the rows in
 //   sight (measuring every row of a big folder would cost as much as reading it).
 //
@@ -67,6 +68,9 @@ struct TSearchRec {
     std::int64_t Size = 0;
     std::int32_t Attr = 0;
     QDateTime Time;
+    // Set by the folder scan for a regular file (not a pipe, device or link to nowhere): its
+    // description is then read without looking the name up again.
+    bool Regular = false;
 };
 
 // Whether a file name matches one mask of a Filter (letter case ignored).
@@ -172,6 +176,9 @@ private:
     QList<QIcon> FLargeImages;
     // The rows of a ReadFiles pass in progress, inserted together at its end.
     QList<QTreeWidgetItem *> *FPending = nullptr;
+    // The last file time written during a ReadFiles pass, and its text.
+    QDateTime FLastTime;
+    QString FLastTimeText;
 };
 
 } // namespace wn

@@ -14,4 +14,19 @@ namespace wn {
 // opened raises EFOpenError.
 bool OpenRegularFile(QFile &file, const QString &fileName);
 
+// Held by a caller that has just seen FileName to be a regular file (a folder scan): while it
+// lives, OpenRegularFile on this thread opens that name without looking it up first, which
+// saves a third of the cost of opening on big folders. What is opened is checked either way.
+class TSeenRegularFile
+{
+public:
+    explicit TSeenRegularFile(const QString &FileName);
+    ~TSeenRegularFile();
+    TSeenRegularFile(const TSeenRegularFile &) = delete;
+    TSeenRegularFile &operator=(const TSeenRegularFile &) = delete;
+
+private:
+    const QString *FPrevious;
+};
+
 } // namespace wn
