@@ -310,6 +310,7 @@ TEST_F(FileListView, StrangeEntriesAreListedWithoutBlocking)
 {
     Write("ok.txt", "fine");
     Write("late.txt", "goes while listed");
+    Write("swap.txt", "becomes a device while listed");
     Write("v1.dat", "x");
     Write("v2.dat", "x");
     ASSERT_EQ(mkfifo(dir.filePath("pipe.txt").toLocal8Bit(), 0600), 0);
@@ -335,12 +336,15 @@ TEST_F(FileListView, StrangeEntriesAreListedWithoutBlocking)
         QFile::remove(locked), QFile::link("/proc/sys/vm/compact_memory", locked);
 
     // Files vanish after the folder was read: v1/v2.dat before they are looked at, late.txt
-    // before its description is read.
+    // before its description is read; swap.txt turns into an endless
+    // device after it was seen as a file.
     view.OnAddFile = [&](QObject *, const QString &name, const QString &, bool &) {
         if (name == "ok.txt")
             QFile::remove(dir.filePath("v1.dat")), QFile::remove(dir.filePath("v2.dat"));
         if (name == "late.txt")
             QFile::remove(dir.filePath("late.txt"));
+        if (name == "swap.txt")
+            QFile::remove(dir.filePath(name)), QFile::link("/dev/zero", dir.filePath(name));
     };
     {
         const wntest::TWatchdog watchdog(std::chrono::seconds(20), "listing a folder of strange entries");
@@ -352,7 +356,7 @@ TEST_F(FileListView, StrangeEntriesAreListedWithoutBlocking)
         rows.append(Column(0)[i] + "|" + Column(1)[i] + "|" + Column(3)[i]);
     EXPECT_EQ(rows, QStringList({"gone.fml||0", "late.txt||17", rootReads ? "locked.txt||0" : "locked.txt||6",
                                  "loop.sgf||0", "ok.txt|fine|4", "ok.txt|fine|4", "pipe.geo||0",
-                                 "pipe.txt||0", "sock.sgf||0", "zero.txt||0"}));
+                                 "pipe.txt||0", "sock.sgf||0", "swap.txt||29", "zero.txt||0"}));
 }
 
 TEST_F(FileListView, PictureOfSuiteFiles)
