@@ -1,6 +1,12 @@
 // Grid result files on a 2000 x 2000 grid of 33-byte cells, each figure next to a baseline of
-// plain file operations on the same bytes.
+// plain file operations on the same bytes; and the sample noise map of the same size.
 #include "grid/KVRasterNeu.h"
+
+#ifdef WN_BENCH_SAMPLE
+#include "GridTool.h"
+#include "Paths.h"
+#include "Progress.h"
+#endif
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -90,6 +96,40 @@ void BM_CreateEmptyGrid_Baseline_LargeZeroWrites(benchmark::State &state)
     QFile::remove(path);
 }
 BENCHMARK(BM_CreateEmptyGrid_Baseline_LargeZeroWrites)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+#ifdef WN_BENCH_SAMPLE
+// The synthetic noise map of `wnpack grid sample` (31-byte cells), beside an empty grid of the
+// same size written by the library.
+constexpr std::int64_t cSampleBytes = std::int64_t(cCols) * cRows * 31;
+
+void BM_SampleGrid(benchmark::State &state)
+{
+    const QString path = Dir().filePath(QStringLiteral("sample.rlk"));
+    for (auto _ : state) {
+        wnpack::TOutputFile out(QFile::encodeName(path));
+        wnpack::TProgress progress(true);
+        wnpack::WriteSampleGrid(out, cCols, cRows, progress);
+    }
+    state.SetBytesProcessed(state.iterations() * cSampleBytes);
+    QFile::remove(path);
+}
+BENCHMARK(BM_SampleGrid)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_SampleGrid_Baseline_CreateEmptyGrid(benchmark::State &state)
+{
+    const QString path = Dir().filePath(QStringLiteral("empty31.rlk"));
+    wn::TRKFile f(path);
+    Describe(f);
+    f.Struktur.nH = 3;
+    f.Struktur.nW2 = 3;
+    f.CreateInfos(true, true, true, true);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(f.CreateEmptyGrid(nullptr, 0));
+    state.SetBytesProcessed(state.iterations() * cSampleBytes);
+    QFile::remove(path);
+}
+BENCHMARK(BM_SampleGrid_Baseline_CreateEmptyGrid)->Unit(benchmark::kMillisecond)->UseRealTime();
+#endif
 
 void BM_ReadDataBlock_Bands(benchmark::State &state)
 {

@@ -20,8 +20,6 @@ namespace wn {
 namespace {
 
 constexpr int cOldRecordSize = 6;
-// The runtime's input/output error number for a write that could not be completed.
-constexpr int cDiskWriteError = 101;
 const QString cOldPaletteName = QStringLiteral("PlotFarb.dat");
 
 struct TDefaultEntry {
@@ -312,7 +310,7 @@ void TFarbArray::SaveColors(const QString &FileName)
     SaveCol(io);
     io.Close();
     if (io.Error())
-        throw EInOutError(QStringLiteral("Disk write error (%1)").arg(FileName), cDiskWriteError);
+        throw EInOutError::FromErrno(cInOutDiskWriteError, FileName);
     FModified = false;
     FDateiname = FileName;
 }
@@ -331,12 +329,7 @@ void TFarbArray::SaveCol(TFileIO &FileIO)
 void TFarbArray::ImportOldColors(const QString &FileName)
 {
     QFile file(FileName);
-    errno = 0;
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (errno)
-            throw EInOutError::FromErrno(errno, FileName);
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(file.errorString(), FileName), EIO);
-    }
+    CheckFileOp(file, EIO, [&] { return file.open(QIODevice::ReadOnly); });
     // Only the first 240 records count, so never read more than they need.
     const QByteArray bytes = file.read(qint64(cOldRecordSize) * cFarbCount);
     const int records = int(bytes.size() / cOldRecordSize);

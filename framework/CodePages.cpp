@@ -172,12 +172,13 @@ QByteArray EncodeText(const QString &text, TTextEncoding encoding)
 QString ReadTextFile(const QString &fileName, TTextEncoding &encoding)
 {
     QFile file(fileName);
-    errno = 0;
-    if (!file.open(QIODevice::ReadOnly))
-        throw EInOutError::FromErrno(errno ? errno : EIO, fileName);
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        throw EInOutError::FromErrno(errno ? errno : EIO, fileName);
+    QByteArray bytes;
+    CheckFileOp(file, EIO, [&] {
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        bytes = file.readAll();
+        return file.error() == QFileDevice::NoError;
+    });
     return DecodeText(bytes, encoding);
 }
 

@@ -541,15 +541,9 @@ void TCustomGrid::SetGridLineWidth(std::int32_t value)
     ClampState();
 }
 
-void TCustomGrid::SetFixedColor(TColor value)
+void TCustomGrid::SetPaintColor(TColor &field, TColor value)
 {
-    FFixedColor = value;
-    viewport()->update();
-}
-
-void TCustomGrid::SetColor(TColor value)
-{
-    FColor = value;
+    field = value;
     viewport()->update();
 }
 
@@ -741,6 +735,29 @@ QRect TCustomGrid::CellRect(std::int32_t ACol, std::int32_t ARow) const
     if (x < 0 || y < 0)
         return {};
     return {int(x), int(y), FCols.Size(ACol), FRows.Size(ARow)};
+}
+
+QRect TCustomGrid::BoxRect(const TGridRect &range) const
+{
+    const auto span = [](const TGridAxis &axis, std::int32_t first, int extent, std::int32_t low,
+                         std::int32_t high) {
+        std::int64_t from = -1;
+        std::int64_t to = -1;
+        axis.Walk(first, extent, [&](std::int32_t i, std::int64_t start, std::int32_t size) {
+            if (i >= low && i <= high) {
+                if (from < 0)
+                    from = start;
+                to = start + size;
+            }
+            return true;
+        });
+        return std::make_pair(from, to);
+    };
+    const auto [left, right] = span(FCols, FTopLeft.X, ClientWidth(), range.Left, range.Right);
+    const auto [top, bottom] = span(FRows, FTopLeft.Y, ClientHeight(), range.Top, range.Bottom);
+    if (left < 0 || top < 0)
+        return {};
+    return QRect(QPoint(int(left), int(top)), QPoint(int(right) - 1, int(bottom) - 1));
 }
 
 TGridCoord TCustomGrid::MouseCoord(int X, int Y) const
@@ -1168,8 +1185,6 @@ void TCustomGrid::keyReleaseEvent(QKeyEvent *event)
 
 void TCustomGrid::MouseDown(TMouseButton Button, TShiftState Shift, int X, int Y)
 {
-    if (!Focused() && focusPolicy() != Qt::NoFocus)
-        setFocus(Qt::MouseFocusReason);
     if (Button == mbLeft && !Designing()) {
         const int cw = ClientWidth();
         const int ch = ClientHeight();
@@ -1270,6 +1285,8 @@ void TCustomGrid::MouseUp(TMouseButton Button, TShiftState Shift, int X, int Y)
 
 void TCustomGrid::mousePressEvent(QMouseEvent *event)
 {
+    if (!Focused() && focusPolicy() != Qt::NoFocus)
+        setFocus(Qt::MouseFocusReason);
     const QPoint p = event->position().toPoint();
     MouseDown(MouseButtonOf(event->button()), ShiftStateOf(event->modifiers(), event->buttons()), p.x(),
               p.y());

@@ -221,9 +221,9 @@ public:
     std::int32_t GridLineWidth() const { return FGridLineWidth; }
     void SetGridLineWidth(std::int32_t value);
     TColor FixedColor() const { return FFixedColor; }
-    void SetFixedColor(TColor value);
+    void SetFixedColor(TColor value) { SetPaintColor(FFixedColor, value); }
     TColor Color() const { return FColor; }
-    void SetColor(TColor value);
+    void SetColor(TColor value) { SetPaintColor(FColor, value); }
     TGridOptions Options() const { return FOptions; }
     void SetOptions(TGridOptions value);
     TScrollStyle ScrollBars() const { return FScrollBars; }
@@ -265,6 +265,8 @@ public:
 
     // The cell's rectangle in client coordinates; empty when the cell is not visible.
     QRect CellRect(std::int32_t ACol, std::int32_t ARow) const;
+    // The visible part of a range of cells in client coordinates; empty when none of it shows.
+    QRect BoxRect(const TGridRect &range) const;
     // The cell under a client point; -1, -1 outside the cells.
     TGridCoord MouseCoord(int X, int Y) const;
     void MouseToCell(int X, int Y, std::int32_t &ACol, std::int32_t &ARow) const;
@@ -348,6 +350,8 @@ protected:
     virtual void DoEnter();
     virtual void DoExit();
 
+    // Stores a colour the grid paints with and repaints.
+    void SetPaintColor(TColor &field, TColor value);
     // Makes (ACol, ARow) current if SelectCell allows; MoveAnchor false extends the selection
     // from the anchor instead. Returns whether the cell is current now.
     bool FocusCell(std::int32_t ACol, std::int32_t ARow, bool MoveAnchor);

@@ -5,6 +5,7 @@
 #include "wn_export.h"
 
 #include <QByteArray>
+#include <QFileDevice>
 #include <QString>
 
 #include <exception>
@@ -27,12 +28,18 @@ private:
     QByteArray FUtf8;
 };
 
+// The runtime's own input/output error numbers, for failures that have no OS error behind them.
+inline constexpr int cInOutReadBeyondEnd = 100;
+inline constexpr int cInOutDiskWriteError = 101;
+inline constexpr int cInOutFileNotOpen = 103;
+
 // Input/output failure of a file operation; ErrorCode is the OS error (errno) or a runtime code.
 class WN_EXPORT EInOutError : public Exception
 {
 public:
     EInOutError(const QString &message, int errorCode);
-    // Message built from the OS text of errorCode ("<strerror> (<file>)").
+    // Message built from the text of errorCode, an OS error or one of the runtime numbers above
+    // ("<text> (<file>)").
     static EInOutError FromErrno(int errorCode, const QString &fileName = QString());
 
     int ErrorCode;
@@ -58,7 +65,28 @@ public:
     using Exception::Exception;
 };
 
-// Raises EAbort: the runtime's Abort.
+// A caller handed an operation an argument it cannot work with.
+class WN_EXPORT EArgumentError : public Exception
+{
+public:
+    using Exception::Exception;
+};
+
+// File operations report their OS error through errno, which they set only when they fail:
+// clear it first, so that a failure is never reported with an error left over from earlier calls.
+WN_EXPORT void ClearOsError();
+// Raises EInOutError for a failed operation on File: the OS error the operation left, else the
+// device's own error text with Fallback as the code.
+[[noreturn]] WN_EXPORT void RaiseFileError(const QFileDevice &File, int Fallback);
+// Runs a file operation that answers false on failure and raises its error as RaiseFileError.
+template <typename Operation> void CheckFileOp(const QFileDevice &File, int Fallback, Operation &&operation)
+{
+    ClearOsError();
+    if (!operation())
+        RaiseFileError(File, Fallback);
+}
+
+// Raises the runtime's Abort.
 [[noreturn]] WN_EXPORT void Abort();
 
 } // namespace wn

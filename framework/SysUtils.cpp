@@ -461,23 +461,6 @@ TDecimal RoundForSection(double value, const TSectionLayout &layout)
     throw EConvertError(QStringLiteral("Format '%1' invalid or incompatible with argument").arg(format));
 }
 
-bool IsIntegerArg(const QVariant &v)
-{
-    switch (v.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::SChar:
-    case QMetaType::UChar: return true;
-    default: return false;
-    }
-}
-
 bool IsUnsignedArg(const QVariant &v)
 {
     switch (v.typeId()) {
@@ -772,6 +755,24 @@ QChar SingleChar(const QString &s, QChar fallback)
 
 } // namespace
 
+bool VarIsOrdinal(const QVariant &v)
+{
+    switch (v.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar: return true;
+    default: return false;
+    }
+}
+
 TFormatSettings TFormatSettings::FromLocale(const QLocale &locale)
 {
     TFormatSettings fs;
@@ -921,7 +922,7 @@ QString Format(const QString &format, const QVariantList &args, const TFormatSet
         case 'd':
         case 'u':
         case 'x': {
-            if (!IsIntegerArg(arg))
+            if (!VarIsOrdinal(arg))
                 InvalidFormat(format);
             text = IntegerText(arg, type, precision);
             break;

@@ -63,6 +63,9 @@ WN_EXPORT bool TryStrToFloat(const QString &text, double &value, const TFormatSe
 WN_EXPORT double StrToFloat(const QString &text);
 WN_EXPORT double StrToFloat(const QString &text, const TFormatSettings &fs);
 
+// Does the variant hold an integer of any width?
+WN_EXPORT bool VarIsOrdinal(const QVariant &v);
+
 WN_EXPORT QString IntToStr(std::int64_t value);
 // Removes leading and trailing characters up to and including the blank (controls too).
 WN_EXPORT QString Trim(const QString &text);

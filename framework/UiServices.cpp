@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCursor>
+#include <QDialog>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
@@ -119,6 +120,13 @@ public:
     bool SaveFileDialog(TFileDialogOptions &options) override
     {
         return FileDialog(options, QFileDialog::AcceptSave);
+    }
+
+    int ShowModal(QDialog &form) override
+    {
+        if (Headless())
+            return mrCancel;
+        return TUiServices::ShowModal(form);
     }
 
     bool PrintDialog(QPrinter &printer) override
@@ -251,6 +259,12 @@ Qt::CursorShape CursorShape(TCursor cursor)
 
 TUiServices::~TUiServices() = default;
 
+int TUiServices::ShowModal(QDialog &form)
+{
+    const int result = form.exec();
+    return result == QDialog::Rejected ? mrCancel : result;
+}
+
 TUiServices &UiServices()
 {
     TUiServices *s = g_services.load();
@@ -359,6 +373,23 @@ bool TRecordingUiServices::PrintDialog(QPrinter &)
     call.Answer = answer ? mrOk : mrCancel;
     Record(call);
     return answer;
+}
+
+int TRecordingUiServices::ShowModal(QDialog &form)
+{
+    std::function<int(QDialog &)> answer;
+    {
+        std::lock_guard<std::recursive_mutex> lock(FLock);
+        answer = ModalAnswer;
+    }
+    // The answer runs unlocked: it may drive the form, and the form may call back in.
+    const int result = answer ? answer(form) : mrCancel;
+    Call call;
+    call.What = QStringLiteral("ShowModal");
+    call.Text = form.windowTitle();
+    call.Answer = result;
+    Record(call);
+    return result;
 }
 
 QPrinter &TRecordingUiServices::Printer()

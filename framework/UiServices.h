@@ -12,9 +12,11 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <vector>
 
+class QDialog;
 class QPrinter;
 
 namespace wn {
@@ -99,6 +101,9 @@ public:
     virtual void SetClipboardText(const QString &text) = 0;
     virtual TCursor ScreenCursor() = 0;
     virtual void SetScreenCursor(TCursor cursor) = 0;
+    // Shows one of the package's forms modally; returns its modal result (mrCancel when it was
+    // closed without one).
+    virtual int ShowModal(QDialog &form);
 };
 
 // The installed services (the Qt implementation unless replaced).
@@ -119,7 +124,7 @@ class WN_EXPORT TRecordingUiServices : public TUiServices
 public:
     struct Call {
         QString What; // "MessageDlg", "OpenFileDialog", "SaveFileDialog", "PrintDialog", "ShowHelp",
-                      // "Beep", "SetClipboardText", "SetScreenCursor"
+                      // "Beep", "SetClipboardText", "SetScreenCursor", "ShowModal" (Text: the caption)
         QString Text;
         TMsgDlgType Kind = mtInformation;
         TMsgDlgButtons Buttons;
@@ -133,6 +138,9 @@ public:
     std::deque<int> MessageAnswers;
     std::deque<QString> FileAnswers; // an empty string cancels
     std::deque<bool> PrintAnswers;
+    // Plays the user of a modal form (sets its controls, returns the modal result); without it
+    // every form is cancelled.
+    std::function<int(QDialog &form)> ModalAnswer;
 
     std::vector<Call> Calls;
     QString Clipboard;
@@ -155,6 +163,7 @@ public:
     void SetClipboardText(const QString &text) override;
     TCursor ScreenCursor() override { return Cursor; }
     void SetScreenCursor(TCursor cursor) override;
+    int ShowModal(QDialog &form) override;
 
     // The calls whose What equals what.
     std::vector<Call> CallsOf(const QString &what) const;

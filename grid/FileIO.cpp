@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QtEndian>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,31 +18,6 @@ namespace {
 constexpr std::int64_t cSkipPiece = 1000;
 constexpr std::uint16_t cLongHeadLen = 6;
 constexpr int cHeaderDataLen = 10;
-
-void PutU16(char *p, std::uint16_t v)
-{
-    p[0] = char(v & 0xFF);
-    p[1] = char(v >> 8);
-}
-
-void PutU32(char *p, std::uint32_t v)
-{
-    for (int i = 0; i < 4; ++i)
-        p[i] = char((v >> (8 * i)) & 0xFF);
-}
-
-std::uint16_t GetU16(const char *p)
-{
-    return std::uint16_t(std::uint8_t(p[0]) | (std::uint8_t(p[1]) << 8));
-}
-
-std::uint32_t GetU32(const char *p)
-{
-    std::uint32_t v = 0;
-    for (int i = 3; i >= 0; --i)
-        v = (v << 8) | std::uint8_t(p[i]);
-    return v;
-}
 
 // The extension with its dot, from the last dot after the last path separator; empty without.
 QString ExtensionOf(const QString &fileName)
@@ -60,7 +36,7 @@ TFileIO::~TFileIO()
     Close();
 }
 
-void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
+void TFileIO::StartFile(const QString &FileName)
 {
     Close();
     FFileName = FileName;
@@ -69,26 +45,22 @@ void TFileIO::OpenFile(const QString &FileName, QIODevice::OpenMode mode)
     FError = false;
     FErrorCode = 0;
     FHeadPending = 0;
-    FFile.setFileName(FileName);
-    errno = 0;
-    if (!FFile.open(mode)) {
-        // Qt refuses some files (directories) itself, without an OS error behind it.
-        if (errno)
-            throw EInOutError::FromErrno(errno, FileName);
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(FFile.errorString(), FileName), EIO);
-    }
 }
 
 bool TFileIO::Open(const QString &FileName)
 {
-    OpenFile(FileName, QIODevice::ReadOnly);
+    StartFile(FileName);
+    FFile.setFileName(FileName);
+    CheckFileOp(FFile, EIO, [&] { return FFile.open(QIODevice::ReadOnly); });
     return true;
 }
 
 bool TFileIO::Make(const QString &FileName)
 {
+    StartFile(FileName);
+    FNewFile.setFileName(FileName);
     // Unbuffered, so that a write that falls short is seen by the record that made it.
-    OpenFile(FileName, QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    CheckFileOp(FNewFile, EIO, [&] { return FNewFile.open(QIODevice::WriteOnly | QIODevice::Unbuffered); });
     return true;
 }
 
@@ -104,7 +76,7 @@ bool TFileIO::OpenHeader(const QString &FileName, QString &Comment, std::int32_t
     }
     char header[cHeaderDataLen] = {};
     read_data(cHeaderDataLen, header);
-    Version = std::int32_t(GetU32(header + 6));
+    Version = qFromLittleEndian<qint32>(header + 6);
     read_IDtext(cFileIOCommentID, Comment);
     return !FError;
 }
@@ -117,7 +89,7 @@ bool TFileIO::MakeHeader(const QString &FileName, const QString &Comment, std::i
     header[1] = 'V';
     const QByteArray ext = ToWin1252(ExtensionOf(FileName).left(4)).leftJustified(4, ' ', true);
     std::copy(ext.begin(), ext.end(), header + 2);
-    PutU32(header + 6, std::uint32_t(Version));
+    qToLittleEndian(Version, header + 6);
     write_data(cFileIOHeaderID, cHeaderDataLen, header);
     write_text(cFileIOCommentID, Comment);
     return !FError;
@@ -127,6 +99,13 @@ void TFileIO::Close()
 {
     if (FFile.isOpen())
         FFile.close();
+    if (!FNewFile.isOpen())
+        return;
+    // After an error the file would be incomplete: drop it and keep what was there before.
+    if (FError)
+        FNewFile.cancelWriting();
+    if (!FNewFile.commit())
+        set_error(cFileIOWriteShort);
 }
 
 bool TFileIO::ReadExactly(char *buffer, std::int64_t count)
@@ -144,7 +123,7 @@ bool TFileIO::WriteExactly(const char *buffer, std::int64_t count)
 {
     if (count <= 0)
         return true;
-    if (FFile.write(buffer, count) != count) {
+    if (FNewFile.write(buffer, count) != count) {
         set_error(cFileIOWriteShort);
         return false;
     }
@@ -154,8 +133,8 @@ bool TFileIO::WriteExactly(const char *buffer, std::int64_t count)
 bool TFileIO::WriteHead(std::uint16_t ID, std::uint16_t Len)
 {
     char head[4];
-    PutU16(head, ID);
-    PutU16(head + 2, Len);
+    qToLittleEndian(ID, head);
+    qToLittleEndian(Len, head + 2);
     return WriteExactly(head, 4);
 }
 
@@ -179,14 +158,14 @@ void TFileIO::read_datainfo()
     char head[4];
     if (!ReadExactly(head, 4))
         return;
-    FID = GetU16(head);
-    FLen = GetU16(head + 2);
+    FID = qFromLittleEndian<quint16>(head);
+    FLen = qFromLittleEndian<quint16>(head + 2);
     if (FID == cFileIOLongID) {
         char inner[cLongHeadLen];
         if (!ReadExactly(inner, cLongHeadLen))
             return;
-        FID = GetU16(inner);
-        FLen = GetU32(inner + 2);
+        FID = qFromLittleEndian<quint16>(inner);
+        FLen = qFromLittleEndian<quint32>(inner + 2);
     }
 }
 
@@ -236,12 +215,19 @@ void TFileIO::read_text(std::int32_t Len, QString &Text)
 {
     if (FError)
         return;
+    // Nothing asked for reads nothing: the record stays for the next read.
+    if (Len <= 0) {
+        Text.clear();
+        return;
+    }
     // A damaged length must not become a giant allocation: the buffer never exceeds what the
     // file still holds, and a record longer than that reads short anyway.
     const std::int64_t available = std::max<std::int64_t>(FFile.size() - FFile.pos(), 0);
-    const std::int64_t wanted = std::max<std::int64_t>(std::min<std::int64_t>(Len, FLen), 0);
-    QByteArray bytes(qsizetype(std::min(wanted, available)), '\0');
+    QByteArray bytes(qsizetype(std::min({std::int64_t(Len), std::int64_t(FLen), available})), '\0');
     bytes.truncate(qsizetype(ReadRecordData(Len, bytes.data(), bytes.size())));
+    // Len characters in every case: a record shorter than that leaves NULs behind its text.
+    if (!FError)
+        bytes.append(qsizetype(Len) - bytes.size(), '\0');
     Text = FromWin1252(bytes);
 }
 
@@ -280,10 +266,10 @@ void TFileIO::write_longdata(std::uint16_t ID, std::uint32_t Len, const void *Da
     if (FError)
         return;
     char head[10];
-    PutU16(head, cFileIOLongID);
-    PutU16(head + 2, cLongHeadLen);
-    PutU16(head + 4, ID);
-    PutU32(head + 6, Len);
+    qToLittleEndian(cFileIOLongID, head);
+    qToLittleEndian(cLongHeadLen, head + 2);
+    qToLittleEndian(ID, head + 4);
+    qToLittleEndian(Len, head + 6);
     if (WriteExactly(head, sizeof head))
         WriteExactly(static_cast<const char *>(Data), Len);
 }

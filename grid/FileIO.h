@@ -7,11 +7,15 @@
 // Open, Make, OpenHeader or MakeHeader, so that a caller can write a whole sequence of records
 // and test once at the end. Reads and writes that fall short never throw. Only opening a file
 // throws: EInOutError when the file cannot be opened or created.
+//
+// A file made by Make or MakeHeader replaces one of the same name only when Close (or the
+// destructor) finds no error: until then, and after an error, the old file stays as it was.
 
 #include "framework/Classes.h"
 #include "wn_export.h"
 
 #include <QFile>
+#include <QSaveFile>
 #include <QString>
 #include <QStringList>
 
@@ -42,7 +46,7 @@ public:
     // throws EInOutError when the file cannot be opened.
     // Opens an existing file for reading only.
     bool Open(const QString &FileName);
-    // Creates or truncates a file for writing.
+    // Starts a new file for writing; Close puts it in place.
     bool Make(const QString &FileName);
     // Opens for reading and reads the header and comment records. A file that does not start
     // with a header record gives an empty comment and version -1 and is read from its start.
@@ -51,6 +55,8 @@ public:
     // Creates the file and writes the header record (kind "KV", the name's extension, Version)
     // and the comment record. True when no error is set.
     bool MakeHeader(const QString &FileName, const QString &Comment, std::int32_t Version);
+    // Closes the file. A new file without an error takes its place under its name; one that
+    // cannot be put there records a short write (-1).
     void Close();
 
     // Reads the next record head into ID() and Len(); a long record is resolved to the
@@ -63,7 +69,8 @@ public:
     // read_datainfo, then read_data when the identifier is ID; another identifier sets the error
     // flag (ErrorCode() keeps its value) and reads nothing.
     void read_IDdata(std::uint16_t ID, std::int32_t MaxLen, void *Buffer);
-    // Text := the first Len bytes of the current record (Windows-1252).
+    // Text := Len characters from the current record (Windows-1252), NUL-padded past a record
+    // shorter than that. Len 0 gives an empty text and leaves the record unread.
     void read_text(std::int32_t Len, QString &Text);
     // Text := the whole next record when its identifier is ID, else empty and the error flag set.
     void read_IDtext(std::uint16_t ID, QString &Text);
@@ -90,7 +97,7 @@ public:
     void set_error(std::int32_t Code);
 
     const QString &FileName() const { return FFileName; }
-    bool IsOpen() const { return FFile.isOpen(); }
+    bool IsOpen() const { return FFile.isOpen() || FNewFile.isOpen(); }
     // Identifier and data length of the current record.
     std::uint16_t ID() const { return FID; }
     std::uint32_t Len() const { return FLen; }
@@ -103,7 +110,8 @@ public:
     void SetHeadPending(std::int8_t Value) { FHeadPending = Value; }
 
 private:
-    void OpenFile(const QString &FileName, QIODevice::OpenMode mode);
+    // Closes a file still open and clears the state for the next one.
+    void StartFile(const QString &FileName);
     // read_datainfo; true when it read the head of a record ID. Another identifier sets the
     // error flag and leaves the error code as it was.
     bool ReadHeadOf(std::uint16_t ID);
@@ -119,7 +127,8 @@ private:
     void SkipBytes(std::int64_t count);
 
     QString FFileName;
-    QFile FFile;
+    QFile FFile;        // read by Open and OpenHeader
+    QSaveFile FNewFile; // written by Make and MakeHeader
     std::uint16_t FID = 0;
     std::uint32_t FLen = 0;
     bool FError = false;

@@ -4,6 +4,7 @@
 #include "framework/RegularFile_p.h"
 
 #include <QFile>
+#include <QtEndian>
 
 #include <cstdint>
 
@@ -24,11 +25,8 @@ constexpr std::uint32_t kCurrentHeaderMin = 0x0A303030;
 // Reads a little-endian 32-bit number; bytes the file does not deliver count as zero.
 std::uint32_t ReadUInt32(QFile &file)
 {
-    const QByteArray bytes = file.read(4);
-    std::uint32_t value = 0;
-    for (int i = 0; i < bytes.size(); ++i)
-        value |= std::uint32_t(std::uint8_t(bytes[i])) << (8 * i);
-    return value;
+    const QByteArray bytes = file.read(4).leftJustified(4, '\0');
+    return qFromLittleEndian<quint32>(bytes.constData());
 }
 
 std::int32_t ReadInt32(QFile &file)
@@ -68,10 +66,8 @@ bool IsCurrentGeoHeader(const QByteArray &block)
 {
     if (block.size() < 12)
         return false;
-    std::uint32_t first = 0;
-    for (int i = 0; i < 4; ++i)
-        first |= std::uint32_t(std::uint8_t(block[i])) << (8 * i);
-    return block[0] == 10 && block[11] == 10 && first >= kCurrentHeaderMin;
+    return block[0] == 10 && block[11] == 10 &&
+           qFromLittleEndian<quint32>(block.constData()) >= kCurrentHeaderMin;
 }
 
 QString OldGeoDescription(const QByteArray &block)

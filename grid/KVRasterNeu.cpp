@@ -4,22 +4,25 @@
 #include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
 
+#include <QSaveFile>
 #include <QStringBuilder>
+#include <QtEndian>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 
 namespace wn {
 
 namespace {
 
-// Runtime error codes for failures that have no OS error behind them.
-constexpr int cErrReadBeyondEnd = 100;
-constexpr int cErrFileNotOpen = 103;
+// Message texts.
+const char *const cInvalidFloatText = "Invalid floating point operation";
+const char *const cCellExceedsFileText = "Cell size of %1 bytes exceeds the file";
+const char *const cDamagedStructureText = "Damaged grid structure: %1 W1 channels of %2 W2 channels";
+const char *const cSpecialBufferText = "Special block buffer is smaller than its section";
 
 constexpr std::int64_t cMinMaxEntrySize = 16;
 constexpr std::int64_t cNameEntrySize = 256;
@@ -31,67 +34,28 @@ constexpr std::int64_t cZeroFillPiece = 1 << 20;
 constexpr std::int64_t cCachePiece = 4 << 10;
 // No grid of the suite comes near this many W values per node.
 constexpr std::int64_t cMaxQueryLines = 1 << 20;
-
-void PutU16(std::uint8_t *p, std::uint16_t v)
-{
-    p[0] = std::uint8_t(v);
-    p[1] = std::uint8_t(v >> 8);
-}
+// Positions and sizes stay far below this, so that adding a piece to one never overflows.
+constexpr std::int64_t cMaxFilePos = std::numeric_limits<std::int64_t>::max() / 2;
 
 std::uint16_t GetU16(const std::uint8_t *p)
 {
-    return std::uint16_t(p[0] | (p[1] << 8));
-}
-
-void PutU32(std::uint8_t *p, std::uint32_t v)
-{
-    for (int i = 0; i < 4; ++i)
-        p[i] = std::uint8_t(v >> (8 * i));
-}
-
-std::uint32_t GetU32(const std::uint8_t *p)
-{
-    return std::uint32_t(p[0]) | (std::uint32_t(p[1]) << 8) | (std::uint32_t(p[2]) << 16) |
-           (std::uint32_t(p[3]) << 24);
-}
-
-void PutSingle(std::uint8_t *p, float v)
-{
-    std::uint32_t bits;
-    std::memcpy(&bits, &v, 4);
-    PutU32(p, bits);
+    return qFromLittleEndian<quint16>(p);
 }
 
 float GetSingle(const std::uint8_t *p)
 {
-    const std::uint32_t bits = GetU32(p);
-    float v;
-    std::memcpy(&v, &bits, 4);
-    return v;
+    return qFromLittleEndian<float>(p);
 }
 
-void PutDouble(std::uint8_t *p, double v)
+void PutSingle(std::uint8_t *p, float v)
 {
-    std::uint64_t bits;
-    std::memcpy(&bits, &v, 8);
-    for (int i = 0; i < 8; ++i)
-        p[i] = std::uint8_t(bits >> (8 * i));
-}
-
-double GetDouble(const std::uint8_t *p)
-{
-    std::uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i)
-        bits |= std::uint64_t(p[i]) << (8 * i);
-    double v;
-    std::memcpy(&v, &bits, 8);
-    return v;
+    qToLittleEndian(v, p);
 }
 
 QByteArray SectionHeader(std::uint16_t len, TKennung kennung)
 {
     QByteArray h(3, '\0');
-    PutU16(reinterpret_cast<std::uint8_t *>(h.data()), len);
+    qToLittleEndian(len, h.data());
     h[2] = char(kennung);
     return h;
 }
@@ -101,7 +65,7 @@ std::int64_t RoundToInt(double v)
 {
     const double r = std::nearbyint(v);
     if (!(r >= -9.2e18 && r <= 9.2e18))
-        throw EConvertError(QStringLiteral("Invalid floating point operation"));
+        throw EConvertError(QString::fromLatin1(cInvalidFloatText));
     return static_cast<std::int64_t>(r);
 }
 
@@ -109,7 +73,7 @@ std::int64_t RoundToInt(double v)
 std::int64_t NodeIndex(double t, std::int64_t count)
 {
     if (std::isnan(t))
-        throw EConvertError(QStringLiteral("Invalid floating point operation"));
+        throw EConvertError(QString::fromLatin1(cInvalidFloatText));
     double r = std::nearbyint(t) + 1.0;
     if (r > double(count))
         r = double(count);
@@ -195,19 +159,19 @@ std::int32_t WertSizeOf(std::uint8_t wertType)
 std::array<std::uint8_t, TrecRlkStruktur::cSize> TrecRlkStruktur::ToBytes() const
 {
     std::array<std::uint8_t, cSize> b{};
-    PutU16(&b[0], Columns);
-    PutU16(&b[2], Rows);
-    PutU16(&b[4], ZLevels);
-    PutDouble(&b[6], XOrigin);
-    PutDouble(&b[14], YOrigin);
-    PutDouble(&b[22], ZOrigin);
+    qToLittleEndian(Columns, &b[0]);
+    qToLittleEndian(Rows, &b[2]);
+    qToLittleEndian(ZLevels, &b[4]);
+    qToLittleEndian(XOrigin, &b[6]);
+    qToLittleEndian(YOrigin, &b[14]);
+    qToLittleEndian(ZOrigin, &b[22]);
     std::copy(Reserved30.begin(), Reserved30.end(), b.begin() + 30);
-    PutSingle(&b[46], dx);
-    PutSingle(&b[50], dy);
+    qToLittleEndian(dx, &b[46]);
+    qToLittleEndian(dy, &b[50]);
     std::copy(Reserved54.begin(), Reserved54.end(), b.begin() + 54);
-    PutU16(&b[58], nW1);
-    PutU16(&b[60], nW2);
-    PutU16(&b[62], nH);
+    qToLittleEndian(nW1, &b[58]);
+    qToLittleEndian(nW2, &b[60]);
+    qToLittleEndian(nH, &b[62]);
     b[64] = TypeH;
     b[65] = TypeW1;
     b[66] = TypeW2;
@@ -217,19 +181,19 @@ std::array<std::uint8_t, TrecRlkStruktur::cSize> TrecRlkStruktur::ToBytes() cons
 TrecRlkStruktur TrecRlkStruktur::FromBytes(const std::uint8_t *b)
 {
     TrecRlkStruktur s;
-    s.Columns = GetU16(b);
-    s.Rows = GetU16(b + 2);
-    s.ZLevels = GetU16(b + 4);
-    s.XOrigin = GetDouble(b + 6);
-    s.YOrigin = GetDouble(b + 14);
-    s.ZOrigin = GetDouble(b + 22);
+    s.Columns = qFromLittleEndian<quint16>(b);
+    s.Rows = qFromLittleEndian<quint16>(b + 2);
+    s.ZLevels = qFromLittleEndian<quint16>(b + 4);
+    s.XOrigin = qFromLittleEndian<double>(b + 6);
+    s.YOrigin = qFromLittleEndian<double>(b + 14);
+    s.ZOrigin = qFromLittleEndian<double>(b + 22);
     std::copy(b + 30, b + 46, s.Reserved30.begin());
-    s.dx = GetSingle(b + 46);
-    s.dy = GetSingle(b + 50);
+    s.dx = qFromLittleEndian<float>(b + 46);
+    s.dy = qFromLittleEndian<float>(b + 50);
     std::copy(b + 54, b + 58, s.Reserved54.begin());
-    s.nW1 = GetU16(b + 58);
-    s.nW2 = GetU16(b + 60);
-    s.nH = GetU16(b + 62);
+    s.nW1 = qFromLittleEndian<quint16>(b + 58);
+    s.nW2 = qFromLittleEndian<quint16>(b + 60);
+    s.nH = qFromLittleEndian<quint16>(b + 62);
     s.TypeH = b[64];
     s.TypeW1 = b[65];
     s.TypeW2 = b[66];
@@ -257,14 +221,25 @@ void TRKFile::Open(QIODevice::OpenMode Mode)
 {
     CloseGridFile();
     FFile.setFileName(FFileName);
-    errno = 0;
     // Unbuffered: every read, write and seek reaches the OS at once, so its failure is seen
     // where it happens and the file position is the OS position.
-    if (!FFile.open(Mode | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
-        const int code = errno != 0 ? errno : ENOENT;
-        throw EInOutError::FromErrno(code, FFileName);
-    }
+    CheckFileOp(FFile, ENOENT,
+                [&] { return FFile.open(Mode | QIODevice::ExistingOnly | QIODevice::Unbuffered); });
     FOpen = true;
+}
+
+bool TRKFile::IsGridFile(const QString &FileName)
+{
+    QFile file(FileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray head = file.read(3 + TrecRlkStruktur::cSize);
+    const auto *b = reinterpret_cast<const std::uint8_t *>(head.constData());
+    if (head.size() < 3 + TrecRlkStruktur::cSize || GetU16(b) != TrecRlkStruktur::cSize ||
+        b[2] != kGridStruct)
+        return false;
+    const TrecRlkStruktur s = TrecRlkStruktur::FromBytes(b + 3);
+    return s.TypeH <= cwtSingle && s.TypeW1 <= cwtSingle && s.TypeW2 <= cwtSingle;
 }
 
 void TRKFile::OpenGridFile()
@@ -289,7 +264,7 @@ void TRKFile::CloseGridFile()
 void TRKFile::CheckOpen() const
 {
     if (!FOpen)
-        throw EInOutError(QStringLiteral("File not open (%1)").arg(FFileName), cErrFileNotOpen);
+        throw EInOutError::FromErrno(cInOutFileNotOpen, FFileName);
 }
 
 // The file position is kept here and handed to the OS with the next transfer.
@@ -302,11 +277,7 @@ void TRKFile::SeekTo(std::int64_t Pos)
 
 void TRKFile::SeekFile()
 {
-    errno = 0;
-    if (!FFile.seek(FPos)) {
-        const int code = errno != 0 ? errno : EINVAL;
-        throw EInOutError::FromErrno(code, FFileName);
-    }
+    CheckFileOp(FFile, EINVAL, [&] { return FFile.seek(FPos); });
 }
 
 std::int64_t TRKFile::ReadFile(void *Buffer, std::int64_t Count)
@@ -315,12 +286,8 @@ std::int64_t TRKFile::ReadFile(void *Buffer, std::int64_t Count)
     auto *p = static_cast<char *>(Buffer);
     std::int64_t done = 0;
     while (done < Count) {
-        errno = 0;
-        const qint64 n = FFile.read(p + done, Count - done);
-        if (n < 0) {
-            const int code = errno != 0 ? errno : EIO;
-            throw EInOutError::FromErrno(code, FFileName);
-        }
+        qint64 n = 0;
+        CheckFileOp(FFile, EIO, [&] { return (n = FFile.read(p + done, Count - done)) >= 0; });
         if (n == 0)
             break;
         done += n;
@@ -360,7 +327,7 @@ std::int64_t TRKFile::ReadSome(void *Buffer, std::int64_t Count)
 void TRKFile::ReadExact(void *Buffer, std::int64_t Count)
 {
     if (ReadSome(Buffer, Count) < Count)
-        throw EInOutError(QStringLiteral("Read beyond end of file (%1)").arg(FFileName), cErrReadBeyondEnd);
+        throw EInOutError::FromErrno(cInOutReadBeyondEnd, FFileName);
 }
 
 // Cells go straight between the file and the caller's buffer.
@@ -369,7 +336,7 @@ void TRKFile::ReadCells(void *Buffer, std::int64_t Count)
     const std::int64_t n = ReadFile(Buffer, Count);
     FPos += n;
     if (n < Count)
-        throw EInOutError(QStringLiteral("Read beyond end of file (%1)").arg(FFileName), cErrReadBeyondEnd);
+        throw EInOutError::FromErrno(cInOutReadBeyondEnd, FFileName);
 }
 
 void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
@@ -381,12 +348,8 @@ void TRKFile::WriteExact(const void *Buffer, std::int64_t Count)
     const auto *p = static_cast<const char *>(Buffer);
     std::int64_t done = 0;
     while (done < Count) {
-        errno = 0;
-        const qint64 n = FFile.write(p + done, Count - done);
-        if (n <= 0) {
-            const int code = errno != 0 ? errno : EIO;
-            throw EInOutError::FromErrno(code, FFileName);
-        }
+        qint64 n = 0;
+        CheckFileOp(FFile, EIO, [&] { return (n = FFile.write(p + done, Count - done)) > 0; });
         done += n;
         FPos += n;
     }
@@ -473,13 +436,8 @@ void TRKFile::CreateInfos(bool WithH, bool WithZ, bool WithW1, bool WithW2)
     FillList(W2List, WithW2 ? Struktur.nW2 : 0);
 }
 
-bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
+QByteArray TRKFile::HeadBytes(const void *Special, std::int32_t SpecialSize) const
 {
-    CloseGridFile();
-    const __int128 fill = __int128(Struktur.Columns) * Struktur.Rows * GetDataSize();
-    if (fill > std::numeric_limits<std::int64_t>::max() / 2)
-        throw EInOutError::FromErrno(EFBIG, FFileName);
-
     QByteArray head;
     const auto structure = Struktur.ToBytes();
     head += SectionHeader(TrecRlkStruktur::cSize, kGridStruct);
@@ -517,30 +475,46 @@ bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
     }
     head += SectionHeader(0, kData);
 
-    QFile out(FFileName);
-    errno = 0;
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
-        const int code = errno != 0 ? errno : EACCES;
-        throw EInOutError::FromErrno(code, FFileName);
-    }
+    return head;
+}
+
+bool TRKFile::CreateEmptyGrid(const void *Special, std::int32_t SpecialSize)
+{
+    CloseGridFile();
+    std::int64_t fill = 0;
+    if (qMulOverflow(std::int64_t(Struktur.Columns) * Struktur.Rows, GetDataSize(), &fill) ||
+        fill > cMaxFilePos)
+        throw EInOutError::FromErrno(EFBIG, FFileName);
+    const QByteArray head = HeadBytes(Special, SpecialSize);
+
+    // The new file replaces an old one only once it is complete: a full disk or a crash half
+    // way leaves the old file as it was.
+    QSaveFile out(FFileName);
+    CheckFileOp(out, EACCES, [&] { return out.open(QIODevice::WriteOnly | QIODevice::Unbuffered); });
     // A full disk shows as a short write and answers false; any other failure raises.
+    const auto fullDisk = [] { return errno == ENOSPC || errno == EFBIG || errno == 0; };
     const auto put = [&](const char *p, std::int64_t n) {
-        errno = 0;
+        ClearOsError();
         const qint64 written = out.write(p, n);
-        if (written < 0 && errno != ENOSPC && errno != EFBIG && errno != 0)
-            throw EInOutError::FromErrno(errno, FFileName);
+        if (written < 0 && !fullDisk())
+            RaiseFileError(out, EIO);
         return written == n;
     };
     if (!put(head.constData(), head.size()))
         return false;
     static const std::vector<char> zeros(cZeroFillPiece, '\0');
-    for (std::int64_t left = std::int64_t(fill); left > 0;) {
+    for (std::int64_t left = fill; left > 0;) {
         const std::int64_t piece = std::min(left, cZeroFillPiece);
         if (!put(zeros.data(), piece))
             return false;
         left -= piece;
     }
-    out.close();
+    ClearOsError();
+    if (!out.commit()) {
+        if (!fullDisk())
+            RaiseFileError(out, EIO);
+        return false;
+    }
     return true;
 }
 
@@ -594,7 +568,7 @@ void TRKFile::WriteSpecialStructure(const QByteArray &Buffer)
     if (!SeekKenn(kSpecial, info))
         return;
     if (Buffer.size() < info.Len)
-        throw std::invalid_argument("special block buffer is smaller than its section");
+        throw EArgumentError(QString::fromLatin1(cSpecialBufferText));
     WriteExact(Buffer.constData(), info.Len);
 }
 
@@ -764,32 +738,27 @@ TInfoItem *TRKFile::GetW2Info(std::int32_t i) const
 
 std::int64_t TRKFile::GetDataSize()
 {
-    if (FDataSize == 0) {
-        const auto &s = Struktur;
-        FDataSize = std::int64_t(s.ZLevels) * s.nW1 *
-                        (std::int64_t(s.nW2) * WertSizeOf(s.TypeW2) + WertSizeOf(s.TypeW1)) +
-                    std::int64_t(s.nH) * WertSizeOf(s.TypeH) + 1;
-    }
+    if (FDataSize == 0)
+        FDataSize = TCellLayout(Struktur).CellSize;
     return FDataSize;
 }
 
 std::int64_t TRKFile::GetDataPos(std::int32_t W1, std::int32_t W2) const
 {
-    const auto &s = Struktur;
-    const std::int64_t base = std::int64_t(s.nH) * WertSizeOf(s.TypeH) + 1;
+    const TCellLayout layout(Struktur);
     if (W2 != 0)
-        return base + (std::int64_t(s.nW2) * WertSizeOf(s.TypeW2) + WertSizeOf(s.TypeW1)) * (W1 - 1) +
-               std::int64_t(W2 - 1) * WertSizeOf(s.TypeW2);
-    return base + std::int64_t(W1 - 1) * WertSizeOf(s.TypeW1);
+        return layout.W2Pos(W1, W2);
+    // Steps over W1 values only, as the suite's programs have always addressed them.
+    return layout.W1Start + std::int64_t(W1 - 1) * layout.SizeW1;
 }
 
 std::int64_t TRKFile::CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row)
 {
-    const __int128 pos =
-        __int128(DataStart) + (__int128(Row - 1) * Struktur.Columns + (Col - 1)) * GetDataSize();
-    if (pos < 0 || pos > std::numeric_limits<std::int64_t>::max() / 2)
+    std::int64_t offset = 0;
+    if (qMulOverflow((Row - 1) * Struktur.Columns + (Col - 1), GetDataSize(), &offset) ||
+        std::abs(offset) > cMaxFilePos || DataStart + offset < 0)
         throw EInOutError::FromErrno(EINVAL, FFileName);
-    return std::int64_t(pos);
+    return DataStart + offset;
 }
 
 namespace {
@@ -911,99 +880,132 @@ void PrefixUnit(double &Value, QString &Unit)
     Unit = QString::fromUtf16(prefixes[(e + 15) / 3]) + Unit;
 }
 
-void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, double &Y, double &Z,
-                            TTaggedLines &List)
+// Section headers and payloads of the query go through one cached piece of the file for the
+// length of the query (see ReadSome).
+class TRKFile::TCacheScope
 {
-    List.clear();
-    const TOpenForCall openForCall(*this);
-    FCache.resize(0);
-    FCaching = true;
-    struct TCacheScope {
-        TRKFile &F;
-        ~TCacheScope()
-        {
-            F.FCaching = false;
-            F.FCache.resize(0);
-        }
-    } cacheScope{*this};
-    ReadGridStructure();
-    ReadAllNames();
-    ReadAllMinMax();
-    const std::int64_t s = GetDataSize();
-    if (s > FileSize())
-        throw EInOutError(QStringLiteral("Cell size of %1 bytes exceeds the file (%2)").arg(s).arg(FFileName),
-                          cErrReadBeyondEnd);
-    // Every W1 channel lists every W2 channel; a damaged structure could ask for billions.
-    const std::int64_t wLines = std::int64_t(W1List.size()) * std::int64_t(W2List.size() + 1);
-    if (wLines > cMaxQueryLines)
-        throw EInOutError(QStringLiteral("Damaged grid structure: %1 W1 channels of %2 W2 channels (%3)")
-                              .arg(W1List.size())
-                              .arg(W2List.size())
-                              .arg(FFileName),
-                          EINVAL);
-    std::vector<std::uint8_t> cell(std::size_t(s), 0);
+public:
+    explicit TCacheScope(TRKFile &file) : FFile(file)
+    {
+        FFile.FCache.resize(0);
+        FFile.FCaching = true;
+    }
+    ~TCacheScope()
+    {
+        FFile.FCaching = false;
+        FFile.FCache.resize(0);
+    }
+    TCacheScope(const TCacheScope &) = delete;
+    TCacheScope &operator=(const TCacheScope &) = delete;
 
+private:
+    TRKFile &FFile;
+};
+
+void TRKFile::SnapToNode(bool Section, const void *Direction, double &X, double &Y, double &Z,
+                         std::int64_t &Col, std::int64_t &Row) const
+{
     const auto &st = Struktur;
     const double dx = st.dx;
     const double dy = st.dy;
-    std::int64_t c, r;
     if (!Section) {
-        c = NodeIndex((X - st.XOrigin) / dx, st.Columns);
-        r = NodeIndex((Y - st.YOrigin) / dy, st.Rows);
-        X = double(c - 1) * dx + st.XOrigin;
-        Y = double(r - 1) * dy + st.YOrigin;
+        Col = NodeIndex((X - st.XOrigin) / dx, st.Columns);
+        Row = NodeIndex((Y - st.YOrigin) / dy, st.Rows);
+        X = double(Col - 1) * dx + st.XOrigin;
+        Y = double(Row - 1) * dy + st.YOrigin;
         Z = 0.0;
-    } else {
-        c = NodeIndex(X / dx, st.Columns);
-        r = NodeIndex((Y - st.ZOrigin) / dy, st.Rows);
-        double dir[2] = {1.0, 0.0};
-        if (Direction)
-            std::memcpy(dir, Direction, sizeof dir);
-        X = double(c - 1) * dx * dir[0] + st.XOrigin;
-        Y = double(c - 1) * dx * dir[1] + st.YOrigin;
-        Z = double(r - 1) * dy + st.ZOrigin;
+        return;
     }
-    ReadDataBlock(std::int32_t(c), std::int32_t(r), 1, 1, cell.data());
+    // X runs along the section line, Y is a height.
+    Col = NodeIndex(X / dx, st.Columns);
+    Row = NodeIndex((Y - st.ZOrigin) / dy, st.Rows);
+    double dir[2] = {1.0, 0.0};
+    if (Direction)
+        std::memcpy(dir, Direction, sizeof dir);
+    X = double(Col - 1) * dx * dir[0] + st.XOrigin;
+    Y = double(Col - 1) * dx * dir[1] + st.YOrigin;
+    Z = double(Row - 1) * dy + st.ZOrigin;
+}
 
-    const std::int64_t high = s - 1;
-    const std::int64_t sizeH = WertSizeOf(st.TypeH);
-    const std::int64_t sizeW1 = WertSizeOf(st.TypeW1);
-    const std::int64_t sizeW2 = WertSizeOf(st.TypeW2);
+std::vector<std::uint8_t> TRKFile::QueryCellBuffer()
+{
+    const std::int64_t s = GetDataSize();
+    if (s > FileSize())
+        throw EInOutError(QString::fromLatin1(cCellExceedsFileText).arg(s) % QLatin1String(" (") % FFileName %
+                              QLatin1Char(')'),
+                          cInOutReadBeyondEnd);
+    // Every W1 channel lists every W2 channel; a damaged structure could ask for billions.
+    const std::int64_t wLines = std::int64_t(W1List.size()) * std::int64_t(W2List.size() + 1);
+    if (wLines > cMaxQueryLines)
+        throw EInOutError(QString::fromLatin1(cDamagedStructureText).arg(W1List.size()).arg(W2List.size()) %
+                              QLatin1String(" (") % FFileName % QLatin1Char(')'),
+                          EINVAL);
+    return std::vector<std::uint8_t>(std::size_t(s), 0);
+}
+
+void TRKFile::AddHLines(const std::vector<std::uint8_t> &Cell, TTaggedLines &List) const
+{
+    const TCellLayout layout(Struktur);
+    const std::int64_t high = std::int64_t(Cell.size()) - 1;
     for (std::size_t k = 1; k <= HList.size(); ++k) {
         const TInfoItem &h = *HList[k - 1];
         if (h.Name.isEmpty())
             continue;
         const float v =
-            GetVal(cell.data(), high, 1 + std::int64_t(k - 1) * sizeH, st.TypeH, h.Offset, h.Factor);
+            GetVal(Cell.data(), high, layout.HPos(std::int64_t(k)), Struktur.TypeH, h.Offset, h.Factor);
         List.append({h.Name % QLatin1String(" [") % h.Unit % QLatin1String("] \t") % ValueText(v),
                      std::int32_t(std::uint32_t(k) << 16)});
     }
     if (!HList.empty())
         List.append({QStringLiteral("-"), 0});
+}
 
-    const std::int64_t groupSize = std::int64_t(st.nW2) * sizeW2 + sizeW1;
+void TRKFile::AddWLines(const std::vector<std::uint8_t> &Cell, TTaggedLines &List) const
+{
+    const TCellLayout layout(Struktur);
+    const std::int64_t high = std::int64_t(Cell.size()) - 1;
+    // Each line starts again from the W1 item's own unit, so that prefixes never pile up; W2
+    // values take the scaling of their W1 channel.
+    const auto scaled = [&](std::int64_t pos, std::uint8_t type, const TInfoItem &w1, QString &unit) {
+        double v = GetVal(Cell.data(), high, pos, type, w1.Offset, w1.Factor);
+        unit = w1.Unit;
+        PrefixUnit(v, unit);
+        return ValueText(v);
+    };
+    QString unit;
     for (std::size_t i = 1; i <= W1List.size(); ++i) {
         const TInfoItem &w1 = *W1List[i - 1];
-        const std::int64_t p = 1 + std::int64_t(st.nH) * sizeH + std::int64_t(i - 1) * groupSize;
-        if (st.TypeW1 != cwtNone) {
-            double v = GetVal(cell.data(), high, p, st.TypeW1, w1.Offset, w1.Factor);
-            QString unit = w1.Unit;
-            PrefixUnit(v, unit);
+        if (Struktur.TypeW1 != cwtNone) {
+            const QString value = scaled(layout.W1Pos(std::int64_t(i)), Struktur.TypeW1, w1, unit);
             if (!w1.Name.isEmpty())
-                List.append({w1.Name % QLatin1String(" [") % unit % QLatin1String("] \t") % ValueText(v),
+                List.append({w1.Name % QLatin1String(" [") % unit % QLatin1String("] \t") % value,
                              std::int32_t(i << 8)});
         }
         for (std::size_t j = 1; j <= W2List.size(); ++j) {
-            const QString &w2 = W2List[j - 1]->Name;
-            double v =
-                GetVal(cell.data(), high, p + std::int64_t(j - 1) * sizeW2, st.TypeW2, w1.Offset, w1.Factor);
-            QString unit = w1.Unit;
-            PrefixUnit(v, unit);
-            List.append({w1.Name % QLatin1Char('-') % w2 % QLatin1String(" [") % unit %
-                             QLatin1String("] \t") % ValueText(v),
+            const QString value =
+                scaled(layout.W2Pos(std::int64_t(i), std::int64_t(j)), Struktur.TypeW2, w1, unit);
+            List.append({w1.Name % QLatin1Char('-') % W2List[j - 1]->Name % QLatin1String(" [") % unit %
+                             QLatin1String("] \t") % value,
                          std::int32_t((i << 8) + j)});
         }
     }
+}
+
+void TRKFile::GetValuesOfPt(bool Section, const void *Direction, double &X, double &Y, double &Z,
+                            TTaggedLines &List)
+{
+    List.clear();
+    const TOpenForCall openForCall(*this);
+    const TCacheScope cacheScope(*this);
+    ReadGridStructure();
+    ReadAllNames();
+    ReadAllMinMax();
+    std::vector<std::uint8_t> cell = QueryCellBuffer();
+    std::int64_t c, r;
+    SnapToNode(Section, Direction, X, Y, Z, c, r);
+    ReadDataBlock(std::int32_t(c), std::int32_t(r), 1, 1, cell.data());
+    AddHLines(cell, List);
+    AddWLines(cell, List);
 }
 
 void TRKFile::GetKoordMinMax(double &XMin, double &YMin, double &XMax, double &YMax)

@@ -3,6 +3,31 @@
 // regular raster, framed by sections that describe the grid and its value channels. TRKFile
 // creates such files, reads and rewrites their sections, moves blocks of cells in and out and
 // answers the point query. File errors raise EInOutError carrying the OS error.
+//
+// Bytes on disk (little-endian; Single and Double are IEEE floats):
+//
+//   section    3-byte header: payload length (u16), identifier (u8, TKennung); then the payload.
+//              Sections follow one another without gaps; kGridStruct comes first, kData last.
+//              The data header has length 0: the cells run to the end of the file.
+//   kComment   81 bytes: length byte + up to 80 Windows-1252 characters
+//   kGridStruct 67 bytes (TrecRlkStruktur):
+//                0 columns u16    2 rows u16     4 Z levels u16
+//                6 x origin f64  14 y origin f64 22 z origin f64   30 reserved, 16 bytes
+//               46 dx f32        50 dy f32       54 reserved, 4 bytes
+//               58 nW1 u16       60 nW2 u16      62 nH u16
+//               64 type H u8     65 type W1 u8   66 type W2 u8     (TWertType)
+//   kSpecial   the caller's block, stored as given
+//   k*MinMax   16 bytes per channel: min, max, offset, factor (f32); physical = stored * factor
+//              + offset; a fresh entry holds 1e35, -1e35, 0, 1
+//   k*Names    256 bytes per channel: length byte + "name|unit", zero-filled
+//   kData      cells in row order from the origin row; cell (c, r) from 1 starts at
+//              data + ((r - 1) * columns + c - 1) * S
+//
+// A cell (TCellLayout) of S = nZ * nW1 * (nW2 * size W2 + size W1) + nH * size H + 1 bytes:
+// a flag byte, nH values of type H, then for each W1 channel its value followed by room for
+// nW2 values of type W2. W2 values are addressed from the start of their W1 group, so a file
+// that has both W1 and W2 values overlays the first W2 value on the W1 value; only the first
+// of the nZ repetitions is ever addressed.
 
 #include "framework/Classes.h"
 #include "wn_export.h"
@@ -93,6 +118,25 @@ public:
 // Owns its items.
 using TInfoList = std::vector<std::unique_ptr<TInfoItem>>;
 
+// Where the values of a structure lie in a cell, as byte offsets from its start; channels from 1.
+struct TCellLayout {
+    explicit TCellLayout(const TrecRlkStruktur &s)
+        : SizeH(WertSizeOf(s.TypeH)), SizeW1(WertSizeOf(s.TypeW1)), SizeW2(WertSizeOf(s.TypeW2)),
+          W1Start(1 + std::int64_t(s.nH) * SizeH), GroupSize(std::int64_t(s.nW2) * SizeW2 + SizeW1),
+          CellSize(std::int64_t(s.ZLevels) * s.nW1 * GroupSize + W1Start)
+    {}
+
+    std::int64_t HPos(std::int64_t k) const { return 1 + (k - 1) * SizeH; }
+    // The W1 value of group i; the group's W2 values count from the same place.
+    std::int64_t W1Pos(std::int64_t i) const { return W1Start + (i - 1) * GroupSize; }
+    std::int64_t W2Pos(std::int64_t i, std::int64_t j) const { return W1Pos(i) + (j - 1) * SizeW2; }
+
+    std::int64_t SizeH, SizeW1, SizeW2;
+    std::int64_t W1Start;   // behind the flag byte and the H values
+    std::int64_t GroupSize; // one W1 value and the room for its W2 values
+    std::int64_t CellSize;
+};
+
 // One line of the point query with the tag of the channel it shows (see GetSelTag).
 struct TTaggedLine {
     QString Text;
@@ -110,6 +154,10 @@ public:
     TRKFile(const TRKFile &) = delete;
     TRKFile &operator=(const TRKFile &) = delete;
 
+    // Whether the file starts as every grid file does: a whole structure section whose value
+    // types are known. Never throws; a file that cannot be read is no grid file.
+    static bool IsGridFile(const QString &FileName);
+
     const QString &FileName() const { return FFileName; }
     bool IsOpen() const { return FOpen; }
 
@@ -123,8 +171,13 @@ public:
     void AssignStructure(const TRKFile &Other);
     void CalcDimension(double XMin, double YMin, double XMax, double YMax);
     void CreateInfos(bool WithH, bool WithZ, bool WithW1, bool WithW2);
-    // Writes a complete new file and closes it; false when a write came out short.
+    // Writes a complete new file and closes it; false when a write came out short. The new file
+    // replaces one of the same name only once it is complete, so a full disk leaves the old one.
     bool CreateEmptyGrid(const void *Special, std::int32_t SpecialSize);
+    // The bytes CreateEmptyGrid writes in front of the cells: every section of the structure,
+    // comment, lists and special block, and the data header. For writers that put the cells
+    // behind it themselves.
+    QByteArray HeadBytes(const void *Special, std::int32_t SpecialSize) const;
 
     // Returns whether the structure section was there; the four lists are emptied either way.
     bool ReadGridStructure();
@@ -132,7 +185,8 @@ public:
     void ReadComment();
     // Buffer receives the block (resized to the length in the section header).
     void ReadSpecialStructure(QByteArray &Buffer);
-    // Rewrites as many bytes as the section header gives; Buffer must hold at least that many.
+    // Rewrites as many bytes as the section header gives; a Buffer holding fewer raises
+    // EArgumentError.
     void WriteSpecialStructure(const QByteArray &Buffer);
 
     void ReadMinMax(TKennung Kennung);
@@ -195,6 +249,8 @@ protected:
     bool SeekKenn(TKennung Kennung, TrecInfo &Info);
 
 private:
+    class TCacheScope;
+
     void Open(QIODevice::OpenMode Mode);
     void CheckOpen() const;
     void SeekTo(std::int64_t Pos);
@@ -206,6 +262,13 @@ private:
     void WriteExact(const void *Buffer, std::int64_t Count);
     std::int64_t FileSize() const;
     std::int64_t CellPos(std::int64_t DataStart, std::int64_t Col, std::int64_t Row);
+    // The node (from 1) nearest to a point of the query; X, Y, Z become the node's coordinates.
+    void SnapToNode(bool Section, const void *Direction, double &X, double &Y, double &Z, std::int64_t &Col,
+                    std::int64_t &Row) const;
+    // Room for the cell of the point query, after checks that a damaged structure cannot get past.
+    std::vector<std::uint8_t> QueryCellBuffer();
+    void AddHLines(const std::vector<std::uint8_t> &Cell, TTaggedLines &List) const;
+    void AddWLines(const std::vector<std::uint8_t> &Cell, TTaggedLines &List) const;
     TInfoList *ListOf(TKennung Kennung);
     // Writes one entry per item of the list of a min/max identifier over that section's payload;
     // other identifiers and an absent section change nothing.

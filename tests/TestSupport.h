@@ -14,11 +14,14 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
 #include <mutex>
 #include <thread>
+
+#include <sys/resource.h>
 
 namespace wntest {
 
@@ -47,6 +50,31 @@ inline QString WriteAll(const QString &path, const QByteArray &bytes)
     return path;
 }
 
+// Lets no file of this process grow beyond Bytes while it lives: writers see a full disk.
+class TFileSizeLimit
+{
+public:
+    explicit TFileSizeLimit(rlim_t bytes)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &FOld);
+        FOldHandler = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit = FOld;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~TFileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &FOld);
+        std::signal(SIGXFSZ, FOldHandler);
+    }
+    TFileSizeLimit(const TFileSizeLimit &) = delete;
+    TFileSizeLimit &operator=(const TFileSizeLimit &) = delete;
+
+private:
+    rlimit FOld;
+    void (*FOldHandler)(int);
+};
+
 inline QString WnpackProgram()
 {
     return QStringLiteral(WN_BINARY_DIR "/tools/wnpack");
@@ -63,24 +91,42 @@ struct TToolRun {
     QString Err;
 };
 
-// Runs a program headless with Input on its standard input; WorkDir, when given, is its working
-// folder and its runtime folder.
-inline TToolRun RunProgram(const QString &program, const QStringList &args, const QByteArray &input = {},
-                           const QString &workDir = {})
+struct TRunOptions {
+    QByteArray Input;       // standard input
+    QString WorkDir;        // working folder and runtime folder
+    rlim_t FileSizeLimit{}; // when not 0: no file of the child grows beyond it (a full disk)
+    QStringList Unset;      // environment variables taken away
+    QStringList Set;        // "NAME=value" put into the environment
+};
+
+// Runs a program headless (offscreen unless Options say otherwise).
+inline TToolRun RunProgram(const QString &program, const QStringList &args, const TRunOptions &options = {})
 {
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    if (!workDir.isEmpty()) {
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), workDir);
-        p.setWorkingDirectory(workDir);
+    for (const QString &name : options.Unset)
+        env.remove(name);
+    for (const QString &entry : options.Set)
+        env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+    if (!options.WorkDir.isEmpty()) {
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), options.WorkDir);
+        p.setWorkingDirectory(options.WorkDir);
     }
     p.setProcessEnvironment(env);
+    if (options.FileSizeLimit != 0)
+        p.setChildProcessModifier([limit = options.FileSizeLimit] {
+            std::signal(SIGXFSZ, SIG_IGN);
+            rlimit r;
+            ::getrlimit(RLIMIT_FSIZE, &r);
+            r.rlim_cur = limit;
+            ::setrlimit(RLIMIT_FSIZE, &r);
+        });
     p.start(program, args);
     TToolRun run;
     if (!p.waitForStarted(10000))
         return run;
-    p.write(input);
+    p.write(options.Input);
     p.closeWriteChannel();
     if (!p.waitForFinished(60000)) {
         p.kill();
@@ -93,9 +139,9 @@ inline TToolRun RunProgram(const QString &program, const QStringList &args, cons
     return run;
 }
 
-inline TToolRun RunWnpack(const QStringList &args, const QByteArray &input = {}, const QString &workDir = {})
+inline TToolRun RunWnpack(const QStringList &args, const TRunOptions &options = {})
 {
-    return RunProgram(WnpackProgram(), args, input, workDir);
+    return RunProgram(WnpackProgram(), args, options);
 }
 
 // Ends the test program when a scope is still running after the time-out: a call that blocks

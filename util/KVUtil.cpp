@@ -16,6 +16,7 @@
 #include <QPixmap>
 #include <QRegularExpression>
 #include <QWidget>
+#include <QtEndian>
 
 #include <vector>
 
@@ -57,7 +58,7 @@ public:
         const QByteArray bytes = FFile.read(2);
         if (bytes.size() != 2)
             return false;
-        value = std::uint16_t(std::uint8_t(bytes[0]) | std::uint8_t(bytes[1]) << 8);
+        value = qFromLittleEndian<quint16>(bytes.constData());
         return true;
     }
 

@@ -102,11 +102,11 @@ void TMyIniFile::UpdateFile()
     }
     const QByteArray bytes = EncodeText(text, FEncoding);
     QSaveFile file(FFileName);
-    errno = 0;
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        const int code = errno ? errno : EIO;
-        throw EInOutError(QStringLiteral("%1 (%2)").arg(file.errorString(), FFileName), code);
-    }
+    CheckFileOp(file, EIO, [&] {
+        // Unbuffered, so that a full disk fails the write instead of a flush whose error is lost.
+        return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(bytes) == bytes.size() &&
+               file.commit();
+    });
     FModified = false;
 }
 

@@ -86,38 +86,31 @@ protected:
 TEST_F(GeoDescrTest, SituationDescriptionJoinsLinesAndIsCutTo80Characters)
 {
     const QByteArray block(9, 'h');
-    EXPECT_EQ(SituationfileDescr(Write("a.sit", DescribedFile(block, "first\r\nsecond\r\nthird"))),
-              QStringLiteral("first; second; third"));
-
     const QByteArray longText(120, 'x');
-    const QByteArray text = QByteArray(78, 'a') + "\r\n" + longText;
-    // The cut comes before the line ends are replaced, so a line end split by it stays.
-    EXPECT_EQ(SituationfileDescr(Write("b.sit", DescribedFile(block, text))),
-              QString(78, QLatin1Char('a')) + QStringLiteral("; "));
-    EXPECT_EQ(SituationfileDescr(Write("c.sit", DescribedFile(block, longText))),
-              QString(80, QLatin1Char('x')));
-    const QByteArray split = QByteArray(79, 'a') + "\r\nb";
-    EXPECT_EQ(SituationfileDescr(Write("d.sit", DescribedFile(block, split))),
-              QString(79, QLatin1Char('a')) + QLatin1Char('\r'));
-    // Windows-1252 text.
-    EXPECT_EQ(SituationfileDescr(Write("e.sit", DescribedFile(block, "L\xe4rm \x80"))),
-              QStringLiteral("Lärm €"));
-}
-
-TEST_F(GeoDescrTest, SituationWithoutDescription)
-{
-    const QByteArray block(9, 'h');
     QByteArray negative = DescribedFile(QByteArray(8, 'h'), "text");
     negative.replace(2, 4, Le32(-8));
-    const QByteArray files[] = {DescribedFile(block, '0', "text", 4), DescribedFile(block, '1', "text", 0),
-                                DescribedFile(block, '1', "text", -3),
-                                // A header block of 4 bytes or less means no description even if one follows.
-                                DescribedFile(QByteArray(4, 'h'), "text"), negative};
-    for (const QByteArray &bytes : files)
-        EXPECT_EQ(SituationfileDescr(Write("none.sit", bytes)), QString()) << bytes.toHex().constData();
-    EXPECT_EQ(SituationfileDescr(dir.filePath("missing.sit")), QString());
-    EXPECT_EQ(SituationfileDescr(dir.path()), QString());
-    EXPECT_EQ(SituationfileDescr(QString()), QString());
+    // The cut comes before the line ends are replaced, so a line end split by it stays; the
+    // text is Windows-1252; a flag other than '1', a length of 0 or less, or a header block of
+    // 4 bytes or less mean no description.
+    const std::pair<QByteArray, QString> cases[] = {
+        {DescribedFile(block, "first\r\nsecond\r\nthird"), QStringLiteral("first; second; third")},
+        {DescribedFile(block, QByteArray(78, 'a') + "\r\n" + longText), QString(78, QLatin1Char('a')) + "; "},
+        {DescribedFile(block, longText), QString(80, QLatin1Char('x'))},
+        {DescribedFile(block, QByteArray(79, 'a') + "\r\nb"), QString(79, QLatin1Char('a')) + '\r'},
+        {DescribedFile(block, "L\xe4rm \x80"), QStringLiteral("Lärm €")},
+        {DescribedFile(block, '0', "text", 4), QString()},
+        {DescribedFile(block, '1', "text", 0), QString()},
+        {DescribedFile(block, '1', "text", -3), QString()},
+        {DescribedFile(QByteArray(4, 'h'), "text"), QString()},
+        {negative, QString()},
+        // Cut short: what was read, with its line ends joined.
+        {DescribedFile(block, "first\r\nsecond").chopped(4), QStringLiteral("first; se")},
+        {DescribedFile(block, "first\r\nsecond").chopped(13), QString()},
+    };
+    for (const auto &[bytes, want] : cases)
+        EXPECT_EQ(SituationfileDescr(Write("a.sit", bytes)), want) << bytes.toHex().constData();
+    for (const QString &none : {dir.filePath("missing.sit"), dir.path(), QString()})
+        EXPECT_EQ(SituationfileDescr(none), QString());
 }
 
 TEST_F(GeoDescrTest, UnreadableFileRaisesOpenError)
@@ -133,29 +126,26 @@ TEST_F(GeoDescrTest, UnreadableFileRaisesOpenError)
 
 TEST_F(GeoDescrTest, CurrentGeoFormReadsTheMarkedDescription)
 {
-    EXPECT_EQ(GeofileDescr(Write("a.geo", DescribedFile(CurrentGeoBlock(), "Streets\r\nRail"))),
-              QStringLiteral("Streets; Rail"));
-    EXPECT_EQ(GeofileDescr(Write("b.geo", DescribedFile(CurrentGeoBlock(300), QByteArray(120, 'g')))),
-              QString(80, QLatin1Char('g')));
-    EXPECT_EQ(GeofileDescr(Write("c.geo", DescribedFile(CurrentGeoBlock(), '2', "text", 4))), QString());
-
-    // Smallest first word of a current block: 0x0A30310A; one less in the second byte is older.
-    QByteArray block = CurrentGeoBlock();
-    block[1] = '1';
-    block[2] = '0';
-    block[3] = 10;
-    EXPECT_EQ(GeofileDescr(Write("d.geo", DescribedFile(block, "new"))), QStringLiteral("new"));
-    block[1] = '0';
-    block[4] = 3;
-    block[5] = 'o';
-    block[6] = 'l';
-    block[7] = 'd';
-    EXPECT_EQ(GeofileDescr(Write("e.geo", DescribedFile(block, "new"))), QStringLiteral("old"));
-
-    QByteArray noTen = CurrentGeoBlock();
+    // Smallest first word of a current block: 0x0A30310A; one less in the second byte is the
+    // older form, whose text lies inside the block; without the 10 at byte 11 as well.
+    QByteArray smallest = CurrentGeoBlock(), older, noTen = CurrentGeoBlock();
+    smallest.replace(1, 3, "10\n");
+    older = smallest;
+    older.replace(1, 7, QByteArray("0\x30\n\x03old", 7));
     noTen[11] = 11;
     noTen[4] = 2;
-    EXPECT_EQ(GeofileDescr(Write("f.geo", DescribedFile(noTen, "new"))), QStringLiteral("UU"));
+    const std::pair<QByteArray, QString> cases[] = {
+        {DescribedFile(CurrentGeoBlock(), "Streets\r\nRail"), QStringLiteral("Streets; Rail")},
+        {DescribedFile(CurrentGeoBlock(300), QByteArray(120, 'g')), QString(80, QLatin1Char('g'))},
+        {DescribedFile(CurrentGeoBlock(), '2', "text", 4), QString()},
+        {DescribedFile(smallest, "new"), QStringLiteral("new")},
+        {DescribedFile(older, "new"), QStringLiteral("old")},
+        {DescribedFile(noTen, "new"), QStringLiteral("UU")},
+        {DescribedFile(CurrentGeoBlock(), "ab\r\ncd").chopped(1), QStringLiteral("ab; c")},
+        {DescribedFile(CurrentGeoBlock(), "ab").left(6 + 12), QString()},
+    };
+    for (const auto &[bytes, want] : cases)
+        EXPECT_EQ(GeofileDescr(Write("a.geo", bytes)), want) << bytes.toHex().constData();
 }
 
 TEST_F(GeoDescrTest, OlderGeoFormReadsTheTextInsideTheHeader)
@@ -177,23 +167,6 @@ TEST_F(GeoDescrTest, OlderGeoFormReadsTheTextInsideTheHeader)
     for (const auto &c : cases)
         EXPECT_EQ(GeofileDescr(Write("old.geo", c.File)), c.Want) << c.File.toHex().constData();
     EXPECT_EQ(GeofileDescr(dir.filePath("missing.geo")), QString());
-}
-
-TEST_F(GeoDescrTest, TruncatedFilesYieldWhatWasRead)
-{
-    const QByteArray text = "first\r\nsecond";
-    const auto check = [&](const QByteArray &bytes, QString (*reader)(const QString &), int silentFrom) {
-        const int textStart = int(bytes.size() - text.size());
-        for (int cut = silentFrom; cut <= bytes.size(); ++cut) {
-            QString want;
-            if (cut > textStart)
-                want = QString::fromLatin1(text.left(cut - textStart)).replace(QLatin1String("\r\n"), "; ");
-            EXPECT_EQ(reader(Write("cut", bytes.left(cut))), want) << "cut at " << cut;
-        }
-    };
-    check(DescribedFile(QByteArray(9, 'h'), text), SituationfileDescr, 0);
-    // A geo file cut inside its header block may still show the older form's text.
-    check(DescribedFile(CurrentGeoBlock(), text), GeofileDescr, 6 + 12);
 }
 
 TEST_F(GeoDescrTest, HugeLengthsReadOnlyWhatIsThere)

@@ -4,11 +4,11 @@
 
 #include "TestSupport.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <functional>
 
 using namespace wn;
 using wntest::ReadAll;
@@ -49,9 +49,7 @@ protected:
         s.YOrigin = 200;
         s.dx = 10;
         s.dy = 5;
-        s.nH = 1;
-        s.nW1 = 1;
-        s.nW2 = 1;
+        s.nH = s.nW1 = s.nW2 = 1;
         s.TypeH = cwtByte;
         s.TypeW1 = cwtNone;
         s.TypeW2 = cwtSmallInt;
@@ -65,30 +63,26 @@ protected:
         f.GetW2Info(1)->Name = QStringLiteral("T");
     }
 
-    // FillSmallGrid written to a new file.
-    QString MakeSmallGrid(const QString &name)
+    QString MakeSmallGrid(const QString &name, const QByteArray &special = {})
     {
-        const QString path = Path(name);
-        TRKFile f(path);
+        TRKFile f(Path(name));
         FillSmallGrid(f);
-        EXPECT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-        return path;
+        EXPECT_TRUE(f.CreateEmptyGrid(special.constData(), std::int32_t(special.size())));
+        return f.FileName();
     }
 
     // A grid of cols x rows with a cell of 3 bytes (flag + two byte channels).
     QString MakeByteGrid(const QString &name, int cols, int rows)
     {
-        const QString path = Path(name);
-        TRKFile f(path);
+        TRKFile f(Path(name));
         f.Struktur.Columns = std::uint16_t(cols);
         f.Struktur.Rows = std::uint16_t(rows);
         f.Struktur.ZLevels = 1;
-        f.Struktur.dx = 1;
-        f.Struktur.dy = 1;
+        f.Struktur.dx = f.Struktur.dy = 1;
         f.Struktur.nH = 2;
         f.Struktur.TypeH = cwtByte;
         EXPECT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-        return path;
+        return f.FileName();
     }
 
     QTemporaryDir dir;
@@ -96,13 +90,7 @@ protected:
 
 TEST_F(RKFileTest, NewFileHasTheExpectedBytes)
 {
-    const QString path = Path("small.rlk");
-    TRKFile f(path);
-    FillSmallGrid(f);
-    const char special[] = {char(0xAB), char(0xCD)};
-    ASSERT_TRUE(f.CreateEmptyGrid(special, 2));
-    EXPECT_FALSE(f.IsOpen());
-
+    const QString path = MakeSmallGrid("small.rlk", Hex("abcd"));
     QByteArray want = Hex("430002");                       // structure header: 67 bytes, id 2
     want += Hex("020001000100");                           // columns, rows, Z levels
     want += Hex("00000000000059400000000000006940");       // x origin 100, y origin 200
@@ -120,9 +108,13 @@ TEST_F(RKFileTest, NewFileHasTheExpectedBytes)
     want += Hex("020003abcd");                               // special block
     want += Hex("00000b") + QByteArray(8, '\0');             // data: 2 cells of 4
     EXPECT_EQ(ReadAll(path).toHex(), want.toHex());
+
+    TRKFile f(path);
+    FillSmallGrid(f);
+    EXPECT_EQ(f.HeadBytes("\xab\xcd", 2).toHex(), want.chopped(8).toHex());
 }
 
-TEST_F(RKFileTest, RoundTripKeepsStructureNamesAndScaling)
+TEST_F(RKFileTest, RoundTripKeepsStructureNamesScalingAndSpecialBlock)
 {
     const QString path = Path("round.rlk");
     const QString comment = QStringLiteral("Lärm µ ") + QString(90, QLatin1Char('x'));
@@ -136,7 +128,7 @@ TEST_F(RKFileTest, RoundTripKeepsStructureNamesAndScaling)
         f.GetZInfo(1)->Unit = QStringLiteral("4 m");
         f.GetHInfo(1)->Offset = -2.5f;
         f.GetHInfo(1)->Factor = 0.25f;
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
+        ASSERT_TRUE(f.CreateEmptyGrid("abcdef", 6));
     }
     TRKFile r(path);
     r.OpenGridFile();
@@ -155,6 +147,20 @@ TEST_F(RKFileTest, RoundTripKeepsStructureNamesAndScaling)
     EXPECT_EQ(r.GetW2Info(2), nullptr);
     EXPECT_EQ(r.GetHInfo(0), nullptr);
 
+    // The special block is rewritten in place, as many bytes as its section holds.
+    QByteArray got;
+    r.WriteSpecialStructure(QByteArray("ABCDEFGH"));
+    r.ReadSpecialStructure(got);
+    EXPECT_EQ(got, QByteArray("ABCDEF"));
+    EXPECT_THROW(r.WriteSpecialStructure(QByteArray("x")), EArgumentError);
+
+    // Assigned to another object: the same layout and copies of the items.
+    TRKFile b(Path("b.rlk"));
+    b.AssignStructure(r);
+    EXPECT_EQ(b.Struktur.ToBytes(), r.Struktur.ToBytes());
+    EXPECT_EQ(b.GetHInfo(1)->Factor, 0.25f);
+    EXPECT_NE(b.GetHInfo(1), r.GetHInfo(1));
+
     // Structure rewritten in place.
     r.Struktur.XOrigin = 7.5;
     r.WriteGridStructure();
@@ -166,42 +172,9 @@ TEST_F(RKFileTest, RoundTripKeepsStructureNamesAndScaling)
     EXPECT_FALSE(again.IsOpen());
 }
 
-TEST_F(RKFileTest, NameEntriesSplitAtTheFirstBarAfterTrimming)
+TEST_F(RKFileTest, NameEntriesSplitAtTheFirstBarAndWrapPast255Entries)
 {
     const QString path = Path("names.rlk");
-    {
-        TRKFile f(path);
-        f.Struktur.nH = 3;
-        f.Struktur.ZLevels = 1;
-        f.CreateInfos(true, false, false, false);
-        f.GetHInfo(1)->Name = QStringLiteral("  Lden");
-        f.GetHInfo(1)->Unit = QStringLiteral("dB|A  ");
-        f.GetHInfo(2)->Name = QString(300, QLatin1Char('n'));
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
-    // Turn the third entry into one without a bar.
-    QByteArray bytes = ReadAll(path);
-    const int names = bytes.indexOf(Hex("000307"));
-    ASSERT_GT(names, 0);
-    bytes.replace(names + 3 + 512, 5, Hex("04") + "abcd");
-    WriteAll(path, bytes);
-
-    TRKFile r(path);
-    r.OpenGridFile();
-    r.ReadGridStructure();
-    r.ReadNames(kHNames);
-    EXPECT_EQ(r.GetHInfo(1)->Name, QStringLiteral("Lden"));
-    EXPECT_EQ(r.GetHInfo(1)->Unit, QStringLiteral("dB|A"));
-    // Cut to 255 characters before the bar.
-    EXPECT_EQ(r.GetHInfo(2)->Name, QString());
-    EXPECT_EQ(r.GetHInfo(2)->Unit, QString(255, QLatin1Char('n')));
-    EXPECT_EQ(r.GetHInfo(3)->Name, QString());
-    EXPECT_EQ(r.GetHInfo(3)->Unit, QStringLiteral("abcd"));
-}
-
-TEST_F(RKFileTest, MoreThan255NamesWrapTheLengthField)
-{
-    const QString path = Path("many.rlk");
     {
         TRKFile f(path);
         f.Struktur.nH = 300;
@@ -209,77 +182,59 @@ TEST_F(RKFileTest, MoreThan255NamesWrapTheLengthField)
         f.CreateInfos(true, false, false, false);
         for (int i = 1; i <= 300; ++i)
             f.GetHInfo(i)->Name = QStringLiteral("C%1").arg(i);
+        f.GetHInfo(1)->Name = QStringLiteral("  Lden");
+        f.GetHInfo(1)->Unit = QStringLiteral("dB|A  ");
+        f.GetHInfo(2)->Name = QString(300, QLatin1Char('n'));
         ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
     }
-    const QByteArray bytes = ReadAll(path);
+    QByteArray bytes = ReadAll(path);
     const int minMax = 70 + 84;
     EXPECT_EQ(bytes.mid(minMax, 3), Hex("c01204")); // 300 * 16 = 4800
     const int names = minMax + 3 + 4800;
-    EXPECT_EQ(bytes.mid(names, 3), Hex("002c07"));  // 76800 wraps to 11264
-    EXPECT_EQ(bytes.size(), names + 3 + 76800 + 3); // every entry is written, then an empty data area
+    EXPECT_EQ(bytes.mid(names, 3), Hex("002c07"));         // 76800 wraps to 11264
+    EXPECT_EQ(bytes.size(), names + 3 + 76800 + 3);        // every entry is written, then an empty data area
+    bytes.replace(names + 3 + 512, 5, Hex("04") + "abcd"); // the third entry without a bar
+    WriteAll(path, bytes);
 
     TProbe r(path);
     r.OpenGridFile();
     r.ReadGridStructure();
     r.ReadNames(kHNames);
     ASSERT_EQ(r.HList.size(), 300u);
-    EXPECT_EQ(r.GetHInfo(44)->Name, QStringLiteral("C44"));
-    EXPECT_EQ(r.GetHInfo(45)->Name, QString());
+    const std::pair<QString, QString> expected[] = {
+        {"Lden", "dB|A"}, {"", QString(255, QLatin1Char('n'))}, {"", "abcd"}, {"C44", ""}, {"", ""}};
+    const int items[] = {1, 2, 3, 44, 45}; // the wrapped length covers 44 entries
+    for (int k = 0; k < 5; ++k) {
+        EXPECT_EQ(r.GetHInfo(items[k])->Name, expected[k].first) << items[k];
+        EXPECT_EQ(r.GetHInfo(items[k])->Unit, expected[k].second) << items[k];
+    }
     // The wrapped length sends the scan into the name entries, which it reads as headers; it
     // must still come to an end.
     r.Has(kData);
 }
 
-TEST_F(RKFileTest, ListsWithoutEntriesOrNamesWriteNoSections)
+TEST_F(RKFileTest, SectionScanStopsAtTheDataAreaAndAtEveryBreak)
 {
-    const QString path = Path("bare.rlk");
-    {
-        TRKFile f(path);
-        f.Struktur.nH = 2;
-        f.Struktur.TypeH = cwtByte;
-        f.CreateInfos(true, false, false, false); // names and units left empty
-        ASSERT_TRUE(f.CreateEmptyGrid(nullptr, 0));
-    }
-    TProbe r(path);
+    // Lists without entries or names write no sections; nothing to read keeps the caller's data.
+    const QString bare = MakeByteGrid("bare.rlk", 2, 2);
+    TProbe r(bare);
     r.OpenGridFile();
-    EXPECT_TRUE(r.Has(kHMinMax));
-    for (TKennung k : {kVersInfo, kSpecial, kW1MinMax, kW2MinMax, kHNames, kZNames, kW1Names, kW2Names})
+    for (TKennung k : {kVersInfo, kSpecial, kHMinMax, kW1MinMax, kW2MinMax, kHNames, kZNames, kW1Names})
         EXPECT_FALSE(r.Has(k)) << int(k);
-    // Nothing to read: the caller's buffer stays as it was.
     QByteArray special("keep");
     r.ReadSpecialStructure(special);
     EXPECT_EQ(special, QByteArray("keep"));
-}
-
-TEST_F(RKFileTest, ScanStopsAtTheDataArea)
-{
-    const QString path = MakeByteGrid("stop.rlk", 2, 2);
-    TProbe r(path);
-    r.OpenGridFile();
+    // A cell whose bytes look like a version header behind the data header is not a section.
     r.ReadGridStructure();
-    // A cell whose bytes look like a version header behind the data header.
-    const char cell[] = {5, 0, 0, 9, 9, 9};
-    r.WriteDataBlock(1, 1, 2, 1, cell);
+    r.WriteDataBlock(1, 1, 2, 1, "\x05\x00\x00\x09\x09\x09");
     EXPECT_FALSE(r.Has(kVersInfo));
     EXPECT_TRUE(r.Has(kData));
-}
 
-TEST_F(RKFileTest, TruncatedFilesLoseEverySectionBehindTheBreak)
-{
-    const QString full = Path("full.rlk");
-    {
-        TRKFile f(full);
-        FillSmallGrid(f);
-        const char special[] = {1, 2, 3};
-        ASSERT_TRUE(f.CreateEmptyGrid(special, 3));
-    }
-    const QByteArray bytes = ReadAll(full);
-    // Walk the frame to find each section's start.
+    const QByteArray bytes = ReadAll(MakeSmallGrid("full.rlk", "\x01\x02\x03"));
     QList<std::pair<int, TKennung>> starts;
     for (int pos = 0; pos + 3 <= bytes.size();) {
-        const auto kennung = TKennung(std::uint8_t(bytes[pos + 2]));
-        starts.append({pos, kennung});
-        if (kennung == kData)
+        starts.append({pos, TKennung(std::uint8_t(bytes[pos + 2]))});
+        if (starts.back().second == kData)
             break;
         pos += 3 + (std::uint8_t(bytes[pos]) | std::uint8_t(bytes[pos + 1]) << 8);
     }
@@ -289,15 +244,10 @@ TEST_F(RKFileTest, TruncatedFilesLoseEverySectionBehindTheBreak)
         for (int len : {cut, cut + 1, cut + 2, cut - 1}) {
             if (len < 0)
                 continue;
-            const QString path = Path(QStringLiteral("cut%1.rlk").arg(len));
-            WriteAll(path, bytes.left(len));
-            TProbe r(path);
-            r.OpenGridFile();
-            for (const auto &[start, kennung] : starts) {
-                // A section counts as there when its whole header survives the cut.
-                const bool present = start + 3 <= len;
-                EXPECT_EQ(r.Has(kennung), present) << "cut " << len << " section " << int(kennung);
-            }
+            TProbe t(WriteAll(Path(QStringLiteral("cut%1.rlk").arg(len)), bytes.left(len)));
+            t.OpenGridFile();
+            for (const auto &[start, kennung] : starts)
+                EXPECT_EQ(t.Has(kennung), start + 3 <= len) << "cut " << len << " section " << int(kennung);
         }
     }
 }
@@ -319,14 +269,13 @@ TEST_F(RKFileTest, RememberedPositionsAreTrustedWithoutANewScan)
     r.ReadComment(); // the remembered place now holds the version header
     EXPECT_EQ(r.Comment, QString());
     EXPECT_TRUE(r.Has(kHMinMax)); // never looked for before: found by a scan
-
     TProbe fresh(path);
     fresh.OpenGridFile();
     fresh.ReadComment();
     EXPECT_EQ(fresh.Comment, QStringLiteral("Hi"));
 }
 
-TEST_F(RKFileTest, ClippedBlocksReadZerosOutsideTheGrid)
+TEST_F(RKFileTest, BlocksClipToTheGridAndMasksKeepCells)
 {
     const QString path = MakeByteGrid("clip.rlk", 4, 3);
     TRKFile f(path);
@@ -339,63 +288,30 @@ TEST_F(RKFileTest, ClippedBlocksReadZerosOutsideTheGrid)
     f.WriteDataBlock(1, 1, 4, 3, all.constData());
     EXPECT_EQ(ReadAll(path).right(36), all);
 
-    // Columns 3..5 of rows 2..4: only columns 3, 4 of rows 2, 3 exist.
-    QByteArray block(3 * 3 * 3, char(0xEE));
+    // Columns 3..5 of rows 2..4: only columns 3, 4 of rows 2, 3 exist; the rest reads as zeros.
+    QByteArray block(27, char(0xEE));
     f.ReadDataBlock(3, 2, 3, 3, block.data());
     QByteArray want(27, '\0');
     for (int k = 0; k < 2; ++k)
-        for (int c = 0; c < 2; ++c)
-            for (int b = 0; b < 3; ++b)
-                want[k * 9 + c * 3 + b] = all[((1 + k) * 4 + 2 + c) * 3 + b];
+        want.replace(k * 9, 6, all.mid(((1 + k) * 4 + 2) * 3, 6));
     EXPECT_EQ(block.toHex(), want.toHex());
-
-    // A whole block beyond the grid reads as zeros; nothing at all for an empty block.
     QByteArray outside(6, char(0xEE));
     f.ReadDataBlock(5, 1, 2, 1, outside.data());
     EXPECT_EQ(outside, QByteArray(6, '\0'));
-    f.ReadDataBlock(1, 1, 0, 5, outside.data());
-    EXPECT_EQ(outside, QByteArray(6, '\0'));
 
     // A clipped write changes only the cells on the grid and does not grow the file.
-    const qsizetype sizeBefore = ReadAll(path).size();
-    const QByteArray ones(3 * 2 * 3, char(0x7F));
-    f.WriteDataBlock(4, 3, 3, 2, ones.constData());
+    f.WriteDataBlock(4, 3, 3, 2, QByteArray(18, char(0x7F)).constData());
+    all.replace((2 * 4 + 3) * 3, 3, QByteArray(3, char(0x7F)));
+    // Masked: cells with a false flag keep their bytes; flags of clipped-off columns do not count.
+    const bool mask[] = {true, false, true, true, true, true, true, false};
+    f.WriteDataBlockEx(2, 1, 4, 2, QByteArray(24, char(0x55)).constData(), mask);
     f.CloseGridFile();
-    const QByteArray after = ReadAll(path);
-    EXPECT_EQ(after.size(), sizeBefore);
-    QByteArray changed = all;
-    changed.replace((2 * 4 + 3) * 3, 3, QByteArray(3, char(0x7F)));
-    EXPECT_EQ(after.right(36).toHex(), changed.toHex());
+    for (int cell : {1, 3, 5, 6, 7})
+        all.replace(cell * 3, 3, QByteArray(3, char(0x55)));
+    EXPECT_EQ(ReadAll(path).right(37).toHex(), (Hex("0b") + all).toHex());
 }
 
-TEST_F(RKFileTest, WriteMaskKeepsUnmaskedCells)
-{
-    const QString path = MakeByteGrid("mask.rlk", 3, 2);
-    TRKFile f(path);
-    f.OpenGridFile();
-    f.ReadGridStructure();
-    const QByteArray base(18, char(0x11));
-    f.WriteDataBlock(1, 1, 3, 2, base.constData());
-    QByteArray data(18, '\0');
-    for (int i = 0; i < 18; ++i)
-        data[i] = char(0xA0 + i);
-    const bool mask[] = {true, false, true, true, true, true};
-    f.WriteDataBlockEx(1, 1, 3, 2, data.constData(), mask);
-    QByteArray back(18, '\0');
-    f.ReadDataBlock(1, 1, 3, 2, back.data());
-    QByteArray want = data;
-    want.replace(3, 3, QByteArray(3, char(0x11)));
-    EXPECT_EQ(back.toHex(), want.toHex());
-
-    // Flags of clipped-off columns do not count: row 1 goes out whole, row 2 not at all.
-    const bool tail[] = {true, false, false, true};
-    const QByteArray two(12, char(0x55));
-    f.WriteDataBlockEx(3, 1, 2, 2, two.constData(), tail);
-    f.ReadDataBlock(3, 1, 1, 2, back.data());
-    EXPECT_EQ(back.left(6).toHex(), (QByteArray(3, char(0x55)) + data.mid(15, 3)).toHex());
-}
-
-TEST_F(RKFileTest, DataSizeAndPositions)
+TEST_F(RKFileTest, CellLayoutSizesAndPositions)
 {
     TRKFile f(Path("unused.rlk"));
     auto &s = f.Struktur;
@@ -412,80 +328,71 @@ TEST_F(RKFileTest, DataSizeAndPositions)
     s.TypeW1 = cwtByte;
     EXPECT_EQ(f.GetDataPos(2, 1), 9 + 9); // W2 counted from the start of its group
     EXPECT_EQ(f.GetDataPos(3, 0), 9 + 2); // steps over W1 values only
+    const TCellLayout layout(s);
+    EXPECT_EQ(QList<std::int64_t>({layout.HPos(2), layout.W1Pos(3), layout.W2Pos(3, 4), layout.CellSize}),
+              QList<std::int64_t>({5, 9 + 18, 9 + 18 + 6, 9 + 27}));
     s.ZLevels = 3;
     EXPECT_EQ(f.GetDataSize(), 33); // kept from the first call
-
-    TRKFile g(Path("unused2.rlk"));
-    g.Struktur = s;
-    EXPECT_EQ(g.GetDataSize(), 3 * 3 * (4 * 2 + 1) + 8 + 1);
-    TRKFile none(Path("unused3.rlk"));
-    none.Struktur.TypeH = 9; // unknown types take no room
-    none.Struktur.nH = 5;
-    EXPECT_EQ(none.GetDataSize(), 1);
+    EXPECT_EQ(TCellLayout(s).CellSize, 3 * 3 * (4 * 2 + 1) + 8 + 1);
+    s.TypeH = 9; // unknown types take no room
+    EXPECT_EQ(TCellLayout(s).HPos(5), 1);
 }
 
-TEST(RKFileGetVal, EachType)
+TEST(RKFileValues, GetValTagsPrefixesAndDimensions)
 {
     const std::uint8_t data[] = {0x2C, 0x01, 0x00, 0x00, 0x20, 0x41};
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 0, cwtByte, 1.0f, 2.0f), 89.0f);
-    // The slot's second byte is not read: 44, not 300.
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 0, cwtSmallInt, 0.5f, 0.5f), 22.5f);
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 2, cwtSingle, -1.0f, 0.5f), 4.0f);
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 0, cwtNone, 7.0f, 3.0f), 0.0f);
-    // Values reaching past the last index read as 0.
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 3, cwtSingle, 1.0f, 1.0f), 0.0f);
-    EXPECT_EQ(TRKFile::GetVal(data, 5, 6, cwtByte, 1.0f, 1.0f), 0.0f);
-}
-
-TEST_F(RKFileTest, CalcDimensionRoundsHalvesToEven)
-{
-    TRKFile f(Path("x.rlk"));
-    f.Struktur.dx = 10;
-    f.Struktur.dy = 4;
-    const auto layout = [&] {
-        const auto &s = f.Struktur;
-        return QList<double>({s.XOrigin, s.YOrigin, double(s.Columns), double(s.Rows)});
-    };
-    // Origins 1.5 -> 2 spacings, ends 10.5 -> 10 and 2.5 -> 2.
-    f.CalcDimension(15, 6, 105, 10);
-    EXPECT_EQ(layout(), QList<double>({20, 8, 9, 1}));
-    // Origins 2.5 -> 2 and -1.5 -> -2, ends 3.5 -> 4 and -0.5 -> 0.
-    f.CalcDimension(25, -6, 35, -2);
-    EXPECT_EQ(layout(), QList<double>({20, -8, 3, 3}));
-    f.Struktur.dx = 1;
-    f.CalcDimension(0, 0, 70000, 0);
-    EXPECT_EQ(f.Struktur.Columns, 70001 % 65536); // kept in 16 bits
-}
-
-TEST(RKFileTags, PackAndUnpack)
-{
-    EXPECT_EQ(GetSelTag(1, 2, 3), 65536 + 512 + 3);
     const struct {
-        std::int32_t Tag, H, W1, W2;
-    } cases[] = {{GetSelTag(2, 0, 0), 2, 512, 0}, {GetSelTag(0, 7, 9), 0, 7, 9}, {-1, 65535, 65535, -1}};
-    for (const auto &c : cases) {
-        std::int32_t h, w1, w2;
-        GetSelected(c.Tag, h, w1, w2);
-        EXPECT_EQ(QList<std::int32_t>({h, w1, w2}), QList<std::int32_t>({c.H, c.W1, c.W2})) << c.Tag;
-    }
-}
+        std::int64_t Pos;
+        std::uint8_t Type;
+        float Offset, Factor, Value;
+    } values[] = {
+        {0, cwtByte, 1, 2, 89},      {0, cwtSmallInt, 0.5f, 0.5f, 22.5f}, // 44, not 300
+        {2, cwtSingle, -1, 0.5f, 4}, {0, cwtNone, 7, 3, 0},
+        {3, cwtSingle, 1, 1, 0},     {6, cwtByte, 1, 1, 0}, // reaching past the last index
+    };
+    for (const auto &v : values)
+        EXPECT_EQ(TRKFile::GetVal(data, 5, v.Pos, v.Type, v.Offset, v.Factor), v.Value)
+            << v.Pos << int(v.Type);
 
-TEST(RKFileUnits, Prefixes)
-{
+    EXPECT_EQ(GetSelTag(1, 2, 3), 65536 + 512 + 3);
+    const std::int32_t tags[][4] = {
+        {GetSelTag(2, 0, 0), 2, 512, 0}, {GetSelTag(0, 7, 9), 0, 7, 9}, {-1, 65535, 65535, -1}};
+    for (const auto &t : tags) {
+        std::int32_t h, w1, w2;
+        GetSelected(t[0], h, w1, w2);
+        EXPECT_EQ(QList<std::int32_t>({h, w1, w2}), QList<std::int32_t>({t[1], t[2], t[3]})) << t[0];
+    }
+
     const struct {
         double In;
         const char *Unit;
         double Out;
-    } cases[] = {{0.0025, "mPa", 2.5}, {123456, "kPa", 123.456}, {2.5e-6, "\xC2\xB5Pa", 2.5},
-                 {2e-15, "fPa", 2},    {1e-18, "Pa", 1e-18},     {5e20, "TPa", 5e8},
-                 {0, "Pa", 0},         {-0.002, "Pa", -0.002},   {999.5, "Pa", 999.5}};
-    for (const auto &c : cases) {
-        double v = c.In;
+    } prefixes[] = {{0.0025, "mPa", 2.5}, {123456, "kPa", 123.456}, {2.5e-6, "\xC2\xB5Pa", 2.5},
+                    {2e-15, "fPa", 2},    {1e-18, "Pa", 1e-18},     {5e20, "TPa", 5e8},
+                    {0, "Pa", 0},         {-0.002, "Pa", -0.002},   {999.5, "Pa", 999.5}};
+    for (const auto &p : prefixes) {
+        double v = p.In;
         QString unit = QStringLiteral("Pa");
         PrefixUnit(v, unit);
-        EXPECT_EQ(unit, QString::fromUtf8(c.Unit)) << c.In;
-        EXPECT_DOUBLE_EQ(v, c.Out) << c.In;
+        EXPECT_EQ(unit, QString::fromUtf8(p.Unit)) << p.In;
+        EXPECT_DOUBLE_EQ(v, p.Out) << p.In;
     }
+
+    // Origins 1.5 -> 2 spacings, ends 10.5 -> 10 and 2.5 -> 2; then 2.5 -> 2, -1.5 -> -2, 3.5 -> 4
+    // and -0.5 -> 0; a count beyond 16 bits wraps.
+    TRKFile f(QStringLiteral("unused.rlk"));
+    f.Struktur.dx = 10;
+    f.Struktur.dy = 4;
+    const double extents[][8] = {{15, 6, 105, 10, 20, 8, 9, 1}, {25, -6, 35, -2, 20, -8, 3, 3}};
+    for (const auto &e : extents) {
+        f.CalcDimension(e[0], e[1], e[2], e[3]);
+        const auto &s = f.Struktur;
+        EXPECT_EQ(QList<double>({s.XOrigin, s.YOrigin, double(s.Columns), double(s.Rows)}),
+                  QList<double>({e[4], e[5], e[6], e[7]}));
+    }
+    f.Struktur.dx = 1;
+    f.CalcDimension(0, 0, 70000, 0);
+    EXPECT_EQ(f.Struktur.Columns, 70001 % 65536);
 }
 
 // Lines, tags, unit prefixes, W2 addressing and the vertical section of the point query are
@@ -514,7 +421,7 @@ TEST_F(RKFileTest, PointQuerySnapsToBorderAndEvenNodes)
     }
 }
 
-TEST_F(RKFileTest, ListSectionsRewrittenInPlace)
+TEST_F(RKFileTest, OnlyMinMaxSectionsAreRewrittenByEitherWriter)
 {
     const QString path = MakeSmallGrid("wn.rlk");
     const QByteArray before = ReadAll(path);
@@ -524,7 +431,6 @@ TEST_F(RKFileTest, ListSectionsRewrittenInPlace)
     f.ReadAllNames();
     f.ReadAllMinMax();
     f.GetHInfo(1)->Name = QStringLiteral("New");
-    // Only the min/max identifiers are acted on, by either writer.
     f.WriteHNames();
     f.WriteZNames();
     f.WriteW1Names();
@@ -536,93 +442,62 @@ TEST_F(RKFileTest, ListSectionsRewrittenInPlace)
     f.GetW2Info(1)->Min = 1;
     f.GetW2Info(1)->Max = 10;
     f.WriteW2MinMax();
+    f.WriteNames(kHMinMax); // the names land on the min/max section
     f.CloseGridFile();
     QByteArray want = before;
     want.replace(70 + 84 + 19 * 2 + 3, 16, Hex("0000803f00002041000000000000803f"));
-    EXPECT_EQ(ReadAll(path).toHex(), want.toHex());
-
-    f.OpenGridFile();
-    f.WriteNames(kHMinMax);
-    f.CloseGridFile();
     want.replace(70 + 84 + 3, 256, Hex("064e65777c6442") + QByteArray(249, '\0')); // "New|dB"
     EXPECT_EQ(ReadAll(path).toHex(), want.toHex());
 }
 
-TEST_F(RKFileTest, SpecialBlockReadAndRewritten)
+TEST_F(RKFileTest, IsGridFileLooksAtTheStructureSection)
 {
-    const QString path = Path("sp.rlk");
-    {
-        TRKFile f(path);
-        const QByteArray block("abcdef");
-        ASSERT_TRUE(f.CreateEmptyGrid(block.constData(), block.size()));
-    }
-    TRKFile f(path);
-    f.OpenGridFile();
-    QByteArray got;
-    f.ReadSpecialStructure(got);
-    EXPECT_EQ(got, QByteArray("abcdef"));
-    f.WriteSpecialStructure(QByteArray("ABCDEFGH"));
-    f.ReadSpecialStructure(got);
-    EXPECT_EQ(got, QByteArray("ABCDEF"));
-    EXPECT_THROW(f.WriteSpecialStructure(QByteArray("x")), std::invalid_argument);
+    const QByteArray good = ReadAll(MakeSmallGrid("good.rlk"));
+    QByteArray badType = good;
+    badType[3 + 66] = 4;
+    const std::pair<QByteArray, bool> cases[] = {
+        {good, true},
+        {good.left(70), true},
+        {good.left(69), false},
+        {badType, false},
+        {Hex("430003"), false},
+        {QByteArray(), false},
+        {Hex("440002") + good.mid(3), false},
+    };
+    int n = 0;
+    for (const auto &[bytes, grid] : cases)
+        EXPECT_EQ(TRKFile::IsGridFile(WriteAll(Path(QString::number(n++)), bytes)), grid) << n;
+    EXPECT_FALSE(TRKFile::IsGridFile(Path("missing.rlk")));
+    EXPECT_FALSE(TRKFile::IsGridFile(dir.path()));
 }
 
-TEST_F(RKFileTest, AssignStructureCopiesLayoutAndItems)
-{
-    TRKFile a(Path("a.rlk"));
-    FillSmallGrid(a);
-    a.GetHInfo(1)->Factor = 3;
-    TRKFile b(Path("b.rlk"));
-    b.AssignStructure(a);
-    EXPECT_EQ(b.Comment, QStringLiteral("Hi"));
-    EXPECT_EQ(b.Struktur.ToBytes(), a.Struktur.ToBytes());
-    ASSERT_NE(b.GetHInfo(1), nullptr);
-    EXPECT_EQ(b.GetHInfo(1)->Factor, 3.0f);
-    EXPECT_NE(b.GetHInfo(1), a.GetHInfo(1));
-    a.W1List.clear();
-    b.AssignStructure(a);
-    EXPECT_EQ(b.GetW1Info(1), nullptr);
-}
-
-TEST_F(RKFileTest, FileErrorsRaiseWithTheOsError)
+TEST_F(RKFileTest, FileErrorsRaiseWithTheOsErrorOrTheRuntimeCode)
 {
     TRKFile missing(Path("missing.rlk"));
-    try {
-        missing.OpenGridFile();
-        FAIL() << "opened a missing file";
-    } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, ENOENT);
-        EXPECT_TRUE(e.Message().contains(QStringLiteral("missing.rlk")));
-    }
-    EXPECT_FALSE(missing.IsOpen());
-    try {
-        missing.ReadComment();
-        FAIL() << "read from a closed file";
-    } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, 103);
-    }
     double x = 0, y = 0, z = 0;
     TTaggedLines lines;
-    EXPECT_THROW(missing.GetValuesOfPt(false, nullptr, x, y, z, lines), EInOutError);
-
     const QString cut = MakeSmallGrid("tp.rlk");
     WriteAll(cut, ReadAll(cut).left(40)); // inside the structure
     TRKFile r(cut);
     r.OpenGridFile();
-    try {
-        r.ReadGridStructure();
-        FAIL() << "read a cut structure";
-    } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, 100);
-    }
-
     TRKFile inDir(Path("nodir/x.rlk"));
-    try {
-        inDir.CreateEmptyGrid(nullptr, 0);
-        FAIL() << "created a file in a missing folder";
-    } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, ENOENT);
+    const std::pair<std::function<void()>, int> cases[] = {
+        {[&] { missing.OpenGridFile(); }, ENOENT},
+        {[&] { missing.ReadComment(); }, cInOutFileNotOpen},
+        {[&] { missing.GetValuesOfPt(false, nullptr, x, y, z, lines); }, ENOENT},
+        {[&] { r.ReadGridStructure(); }, cInOutReadBeyondEnd},
+        {[&] { inDir.CreateEmptyGrid(nullptr, 0); }, ENOENT},
+    };
+    for (const auto &[call, code] : cases) {
+        try {
+            call();
+            ADD_FAILURE() << "no error " << code;
+        } catch (const EInOutError &e) {
+            EXPECT_EQ(e.ErrorCode, code);
+            EXPECT_TRUE(e.Message().contains(QStringLiteral(".rlk"))) << qPrintable(e.Message());
+        }
     }
+    EXPECT_FALSE(missing.IsOpen());
 }
 
 TEST_F(RKFileTest, ReadOnlyOpenReadsAndRefusesWrites)
@@ -637,29 +512,28 @@ TEST_F(RKFileTest, ReadOnlyOpenReadsAndRefusesWrites)
     f.GetValuesOfPt(false, nullptr, x, y, z, lines);
     EXPECT_TRUE(f.IsOpen());
     EXPECT_EQ(lines.first().Text, QStringLiteral("L [dB] \t0"));
-    try {
-        f.WriteGridStructure();
-        FAIL() << "wrote through a read-only open";
-    } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, EBADF);
-    }
     const char cell[4] = {1, 2, 3, 4};
+    EXPECT_THROW(f.WriteGridStructure(), EInOutError);
     EXPECT_THROW(f.WriteDataBlock(1, 1, 1, 1, cell), EInOutError);
     // Opening again for writing works as before.
     f.OpenGridFile();
     f.WriteDataBlock(2, 1, 1, 1, cell);
     f.CloseGridFile();
-    EXPECT_EQ(ReadAll(path).toHex(), (before.left(before.size() - 4) + QByteArray(cell, 4)).toHex());
+    EXPECT_EQ(ReadAll(path).toHex(), (before.chopped(4) + QByteArray(cell, 4)).toHex());
 }
 
-TEST(RKFileDevice, FullDiskAnswersFalse)
+TEST_F(RKFileTest, AFullDiskAnswersFalseAndLeavesTheOldFile)
 {
-    if (!QFile::exists(QStringLiteral("/dev/full")))
-        GTEST_SKIP() << "no /dev/full";
-    TRKFile f(QStringLiteral("/dev/full"));
-    f.Struktur.Columns = 10;
-    f.Struktur.Rows = 10;
-    EXPECT_FALSE(f.CreateEmptyGrid(nullptr, 0));
+    const QString path = MakeSmallGrid("keep.rlk");
+    const QByteArray before = ReadAll(path);
+    TRKFile f(path);
+    f.Struktur.Columns = f.Struktur.Rows = 100;
+    {
+        const wntest::TFileSizeLimit limit(before.size() + 100);
+        EXPECT_FALSE(f.CreateEmptyGrid(nullptr, 0));
+    }
+    EXPECT_EQ(ReadAll(path), before);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{"keep.rlk"});
 }
 
 TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
@@ -701,7 +575,7 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
     });
     EXPECT_THROW(query(flat), EInOutError);
 
-    // A data area cut short: the far cell is not there.
+    // A data area cut short: the far cell is not there, the near one is.
     const QString cut = MakeByteGrid("cut.rlk", 10, 10);
     WriteAll(cut, ReadAll(cut).chopped(50));
     x = y = 9;
@@ -709,7 +583,7 @@ TEST_F(RKFileTest, DamagedFilesGiveErrorsNotCrashes)
         query(cut);
         FAIL() << "read a missing cell";
     } catch (const EInOutError &e) {
-        EXPECT_EQ(e.ErrorCode, 100);
+        EXPECT_EQ(e.ErrorCode, cInOutReadBeyondEnd);
     }
     x = y = 0;
     query(cut);

@@ -37,6 +37,12 @@ protected:
         EXPECT_EQ(r.Out, out);
     }
 
+    static QJsonObject Json(const TToolRun &r)
+    {
+        EXPECT_EQ(r.Status, 0) << r.Err.toStdString();
+        return QJsonDocument::fromJson(r.Out.toUtf8()).object();
+    }
+
     QString Path(const char *name) const { return dir.filePath(QLatin1String(name)); }
 
     QTemporaryDir dir;
@@ -159,31 +165,56 @@ TEST_F(WnpackGrid, ChannelsOfAFileFromAnotherWriter)
 {
     const QString grid = WriteAll(Path("other.rlk"), ChannelGrid(false));
     const QString lines = QLatin1String(cChannelGridLines);
-    ExpectOut(Run({"query", grid, "104", "51.2"}), "105\t51\t0\n" + lines);
+    const TToolRun query = Run({"query", grid, "104", "51.2"});
+    ExpectOut(query, "105\t51\t0\n" + lines);
+    EXPECT_TRUE(query.Err.isEmpty());
     // Distance 7.4 along the line (column 2), height 3.1 (row 3): the node lies 5 m along the
     // direction (0.6, 0.8) from the origin.
     ExpectOut(Run({"query", grid, "7.4", "3.1", "--section", "--cos", "0.6", "--sin", "0.8"}),
               "103\t54\t3\n" + lines);
+    // The same lines for scripts, the separator left out.
+    const QJsonObject json = Json(Run({"query", grid, "104", "51.2", "--json"}));
+    EXPECT_EQ(QList<double>({json["x"].toDouble(), json["y"].toDouble(), json["z"].toDouble()}),
+              QList<double>({105, 51, 0}));
+    QStringList got;
+    for (const QJsonValue &v : json["lines"].toArray()) {
+        const QJsonObject l = v.toObject();
+        QStringList index;
+        for (const QJsonValue &i : l["index"].toArray())
+            index << QString::number(i.toInt());
+        got << QStringList{QString::number(l["tag"].toInt()),
+                           l["kind"].toString(),
+                           index.join(','),
+                           l["channel"].toString(),
+                           l["name"].toString(),
+                           l["unit"].toString(),
+                           QString::number(l["value"].toDouble(), 'g', 10)}
+                   .join(' ');
+    }
+    EXPECT_EQ(got, QStringList({"65536 H 1 H1 Leq dB 50.5", "256 W1 1 W1.1 Src mPa 5.859375",
+                                "257 W2 1,1 W1.1.1 Src-D Pa 0", "258 W2 1,2 W1.1.2 Src-N Pa 32",
+                                "513 W2 2,1 W1.2.1 -D W 0", "514 W2 2,2 W1.2.2 -N kW 128"}));
 
-    const TToolRun info = Run({"info", grid, "--json"});
-    ASSERT_EQ(info.Status, 0) << info.Err.toStdString();
-    const QJsonObject got = QJsonDocument::fromJson(info.Out.toUtf8()).object();
+    const QJsonObject info = Json(Run({"info", grid, "--json"}));
     const QJsonObject want = QJsonDocument::fromJson(cChannelGridJson).object();
     for (const char *key : {"columns", "rows", "zLevels", "xOrigin", "yOrigin", "zOrigin", "dx", "dy", "nH",
                             "nW1", "nW2", "typeH", "typeW1", "typeW2", "comment", "special", "H", "W1"})
-        EXPECT_EQ(got.value(key), want.value(key)) << key;
-    EXPECT_EQ(got.value("cellSize").toInt(), 18);
-    EXPECT_EQ(got.value("extent").toArray(), QJsonArray({95, 49.5, 105, 51}));
-    const auto item = [&](const char *list, int i) { return got.value(list).toArray().at(i).toObject(); };
-    EXPECT_EQ(item("Z", 0).value("unit").toString(), QStringLiteral("height"));
-    EXPECT_EQ(item("W2", 1).value("name").toString(), QStringLiteral("N"));
-    EXPECT_EQ(float(item("W2", 1).value("min").toDouble()), 1e35f);
+        EXPECT_EQ(info.value(key), want.value(key)) << key;
+    EXPECT_EQ(info["reserved30"].toString(), QStringLiteral("5a").repeated(16));
+    EXPECT_EQ(info["reserved54"].toString(), QStringLiteral("01020304"));
+    EXPECT_EQ(info["cellSize"].toInt(), 18);
+    EXPECT_EQ(info["extent"].toArray(), QJsonArray({95, 49.5, 105, 51}));
+    const auto item = [&](const char *list, int i) { return info[list].toArray().at(i).toObject(); };
+    EXPECT_EQ(item("Z", 0)["unit"].toString(), QStringLiteral("height"));
+    EXPECT_EQ(item("W2", 1)["name"].toString(), QStringLiteral("N"));
+    EXPECT_EQ(float(item("W2", 1)["min"].toDouble()), 1e35f);
 
+    // Shortest numbers that read back the same; min and max never set show as "none".
     const TToolRun text = Run({"info", grid});
-    ASSERT_EQ(text.Status, 0) << text.Err.toStdString();
-    EXPECT_TRUE(text.Out.contains(QStringLiteral("Comment:     Hand\n")));
-    EXPECT_TRUE(text.Out.contains(QStringLiteral("Cell size:   18 bytes\n")));
-    EXPECT_TRUE(text.Out.contains(QStringLiteral("  1  Src [Pa]  min 0  max 1  offset 0  factor 0.5\n")));
+    for (const char *line : {"Comment:     Hand\n", "Spacing:     dx 5  dy 0.5\n", "Cell size:   18 bytes\n",
+                             "  1  Leq [dB]  min 5.5  max 50.5  offset 0.5  factor 0.5\n",
+                             "  2  N []  min none  max none  offset 0  factor 1\n"})
+        EXPECT_TRUE(text.Out.contains(QLatin1String(line))) << line << qPrintable(text.Out);
 
     // W2 values take their W1 channel's scaling, as the point query shows them.
     const QString asc = Path("w.asc");
@@ -194,6 +225,27 @@ TEST_F(WnpackGrid, ChannelsOfAFileFromAnotherWriter)
     EXPECT_TRUE(ReadAll(asc).endsWith("dy 0.5\n25.5 50.5\n15.5 20.5\n5.5 10.5\n"));
     ASSERT_EQ(Run({"export", grid, "--channel", "W1.1", asc}).Status, 0);
     EXPECT_TRUE(ReadAll(asc).endsWith("0 0.005859375\n0 0\n0 0\n"));
+}
+
+TEST_F(WnpackGrid, CreateAndCopyWriteEveryByteThroughThePackage)
+{
+    const QString channels = Path("channels.rlk");
+    ASSERT_EQ(Run({"create", channels, WriteAll(Path("channels.json"), cChannelGridJson)}).Status, 0);
+    EXPECT_EQ(ReadAll(channels).toHex(), ChannelGrid(true).toHex());
+    const QString copy = Path("copy.rlk");
+    ASSERT_EQ(Run({"copy", channels, copy}).Status, 0);
+    EXPECT_EQ(ReadAll(copy).toHex(), ChannelGrid(true).toHex());
+
+    // Another writer's file: the reserved bytes go through the description and back, and a copy
+    // holds the same description and cells.
+    const QString other = WriteAll(Path("other.rlk"), ChannelGrid(false));
+    const TToolRun info = Run({"info", other, "--json"});
+    const QString rebuilt = Path("rebuilt.rlk");
+    ASSERT_EQ(Run({"create", rebuilt, WriteAll(Path("other.json"), info.Out.toUtf8())}).Status, 0);
+    EXPECT_EQ(ReadAll(rebuilt).mid(3, 67).toHex(), ChannelGrid(false).mid(3, 67).toHex());
+    ASSERT_EQ(Run({"copy", other, copy}).Status, 0);
+    EXPECT_EQ(Run({"info", copy, "--json"}).Out, info.Out);
+    EXPECT_EQ(ReadAll(copy).right(6 * 18).toHex(), ChannelGrid(false).right(6 * 18).toHex());
 }
 
 TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
@@ -230,79 +282,99 @@ TEST_F(WnpackGrid, InspectsAFileTheUserMayNotWrite)
     EXPECT_EQ(ReadAll(grid), ChannelGrid(false));
 }
 
-TEST_F(WnpackGrid, CreateWritesChannelsNamesAndSpecialBlockByteForByte)
-{
-    const QString channels = Path("channels.rlk");
-    ASSERT_EQ(Run({"create", channels, WriteAll(Path("channels.json"), cChannelGridJson)}).Status, 0);
-    EXPECT_EQ(ReadAll(channels).toHex(), ChannelGrid(true).toHex());
-}
-
 TEST_F(WnpackGrid, SampleDescribesItself)
 {
     const QString grid = Path("sample.rlk");
     ASSERT_EQ(Run({"sample", grid, "--cols", "30", "--rows", "20"}).Status, 0);
-    const QJsonObject o = QJsonDocument::fromJson(Run({"info", grid, "--json"}).Out.toUtf8()).object();
-    EXPECT_EQ(o.value("columns").toInt(), 30);
-    EXPECT_EQ(o.value("rows").toInt(), 20);
-    EXPECT_EQ(o.value("cellSize").toInt(), 31);
+    const QJsonObject o = Json(Run({"info", grid, "--json"}));
+    EXPECT_EQ(QList<int>({o["columns"].toInt(), o["rows"].toInt(), o["cellSize"].toInt()}),
+              QList<int>({30, 20, 31}));
     const QByteArray bytes = ReadAll(grid);
     EXPECT_EQ(bytes.mid(bytes.size() - 30 * 20 * 31 - 3, 3), QByteArray::fromHex("00000b"));
-    for (const QJsonValue &h : o.value("H").toArray())
-        EXPECT_EQ(h.toObject().value("unit").toString(), QStringLiteral("dB(A)"));
-    EXPECT_EQ(o.value("W1").toArray().size(), 3);
-    EXPECT_NE(o.value("W1").toArray().at(0).toObject().value("factor").toDouble(), 1.0);
+    for (const QJsonValue &h : o["H"].toArray())
+        EXPECT_EQ(h.toObject()["unit"].toString(), QStringLiteral("dB(A)"));
+    EXPECT_EQ(o["W1"].toArray().size(), 3);
 
-    // Every value of the export lies within the channel's min and max.
+    // Every value of the export lies within the channel's min and max, and the levels differ.
     const QString asc = Path("s.asc");
     ASSERT_EQ(Run({"export", grid, "--channel", "W1.2.3", asc}).Status, 0);
-    const QJsonObject w1 = o.value("W1").toArray().at(1).toObject();
+    const QJsonObject w1 = o["W1"].toArray().at(1).toObject();
     const QList<QByteArray> lines = ReadAll(asc).split('\n');
-    ASSERT_GE(lines.size(), 6 + 20);
+    ASSERT_EQ(lines.size(), 5 + 20 + 1);
     EXPECT_TRUE(lines[4].startsWith("cellsize ")); // equal spacings
+    QSet<QByteArray> levels;
     for (int r = 5; r < 5 + 20; ++r) {
         const QList<QByteArray> values = lines[r].split(' ');
         ASSERT_EQ(values.size(), 30);
         for (const QByteArray &v : values) {
-            EXPECT_GE(v.toDouble(), float(w1.value("min").toDouble()) - 1e-3);
-            EXPECT_LE(v.toDouble(), float(w1.value("max").toDouble()) + 1e-3);
+            EXPECT_GE(v.toDouble(), float(w1["min"].toDouble()) - 1e-3);
+            EXPECT_LE(v.toDouble(), float(w1["max"].toDouble()) + 1e-3);
+            levels.insert(v);
         }
     }
+    EXPECT_GT(levels.size(), 10);
 }
 
-TEST_F(WnpackGrid, ErrorsGiveOneLineAndStatusOne)
+TEST_F(WnpackGrid, ErrorsGiveOneLineAndTheirStatus)
 {
     const QString grid = WriteAll(Path("grid.rlk"), ChannelGrid(true));
     const QString notGrid = WriteAll(Path("text.rlk"), "hello world, not a grid");
     const QString badJson = WriteAll(Path("bad.json"), "{\"columns\": 3,");
     const QString cut = WriteAll(Path("cut.rlk"), ChannelGrid(true).chopped(3));
+    QByteArray nan = ChannelGrid(true);
+    nan.replace(3 + 6, 8, F64(std::nan("")));
+    const QString noOrigin = WriteAll(Path("nan.rlk"), nan);
+    const QString sample = Path("sample.rlk");
+    ASSERT_EQ(Run({"sample", sample, "--cols", "2", "--rows", "2"}).Status, 0);
     const QString asc = Path("x.asc");
     const struct {
         QStringList Args;
+        int Status;
         const char *Says;
     } cases[] = {
-        {{"info", Path("missing.rlk")}, "No such file"},
-        {{"info", notGrid}, "is not a grid file"},
-        {{"query", notGrid, "0", "0"}, "is not a grid file"},
-        {{"export", grid, "--channel", "H2", asc}, "out of range"},
-        {{"export", grid, "--channel", "W1.1.3", asc}, "out of range"},
-        {{"export", cut, "--channel", "H1", asc}, "Read beyond end of file"},
-        {{"query", cut, "105", "51"}, "Read beyond end of file"},
-        {{"create", Path("new.rlk"), badJson}, "malformed JSON"},
-        {{"create", Path("new.rlk"), Path("none.json")}, "No such file"},
-        {{"query", grid, "x", "0"}, "not a number"},
+        {{"info", Path("missing %1 %2.rlk")}, 1, "No such file or directory ("},
+        {{"info", notGrid}, 1, "is not a grid file"},
+        {{"info", dir.path()}, 1, "is a folder, not a file"},
+        {{"query", notGrid, "0", "0"}, 1, "is not a grid file"},
+        {{"query", cut, "105", "51"}, 1, "Read beyond end of file"},
+        {{"export", cut, "--channel", "H1", asc}, 1, "Read beyond end of file"},
+        {{"export", grid, "--channel", "H2", asc}, 1, "out of range"},
+        {{"export", grid, "--channel", "W1.1.3", asc}, 1, "out of range"},
+        {{"export", sample, "--channel", "W1.1", asc}, 1, "holds no values"},
+        {{"export", noOrigin, "--channel", "H1", asc}, 1, "cannot be written as an ASCII grid"},
+        {{"export", grid, "--channel", "H1", grid}, 1, "same file"},
+        {{"create", Path("new.rlk"), badJson}, 1, "malformed JSON"},
+        {{"create", Path("new.rlk"), Path("none.json")}, 1, "No such file"},
+        {{"create", badJson, badJson}, 1, "same file"},
+        {{"sample", Path("new.rlk"), "--cols", "65535", "--rows", "65535"}, 1, "too large"},
+        {{"sample", Path("new.rlk"), "--cols", "1"}, 2, "between 2 and 65535"},
+        {{"export", grid, "--channel", "X9", asc}, 2, "expected H<k>"},
+        {{"export", grid, asc}, 2, "needs --channel"},
+        {{"query", grid, "x", "0"}, 2, "not a number"},
+        {{"info", grid, "--bogus"}, 2, "unknown option --bogus"},
+        {{"info"}, 2, "too few arguments"},
     };
     for (const auto &c : cases) {
         const TToolRun r = Run(c.Args);
-        // The platform may add its own warnings before the error line.
-        const QStringList errLines = r.Err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        const QString error = errLines.isEmpty() ? QString() : errLines.last();
-        EXPECT_EQ(r.Status, 1) << c.Args.join(' ').toStdString();
-        EXPECT_TRUE(error.startsWith(QLatin1String("wnpack grid: "))) << r.Err.toStdString();
-        EXPECT_TRUE(error.contains(QLatin1String(c.Says))) << r.Err.toStdString();
+        const QString command = QLatin1String("wnpack grid ") + c.Args[0];
+        EXPECT_EQ(r.Status, c.Status) << qPrintable(c.Args.join(' '));
+        EXPECT_TRUE(r.Err.startsWith(command + QLatin1String(": ")) && r.Err.count('\n') == 1)
+            << qPrintable(r.Err);
+        EXPECT_TRUE(r.Err.contains(QLatin1String(c.Says))) << qPrintable(r.Err);
+        EXPECT_EQ(r.Err.contains(QLatin1String("(see '") + command + QLatin1String(" --help')")),
+                  c.Status == 2);
         EXPECT_TRUE(r.Out.isEmpty());
     }
     EXPECT_FALSE(QFile::exists(asc));
     EXPECT_FALSE(QFile::exists(Path("new.rlk")));
+    EXPECT_EQ(ReadAll(grid), ChannelGrid(true));
+
+    // Outside the grid the border node answers, with a warning.
+    const TToolRun outside = Run({"query", grid, "1000", "51"});
+    EXPECT_TRUE(outside.Out.startsWith("105\t51\t0\n"));
+    EXPECT_EQ(outside.Err,
+              "wnpack grid query: warning: point 1000 51 lies outside the grid; the nearest border "
+              "node answers\n");
 }
 
 } // namespace

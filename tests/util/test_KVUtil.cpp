@@ -611,8 +611,9 @@ TEST_F(KVUtilReaders, DescribeCommandPrintsOneLinePerFile)
     EXPECT_EQ(described.Out,
               notes + "\t.txt\tA; B\n" + grid + "\trlk_0001\tDay levels\n" + list + "\t.fml\tNorth\n");
 
-    const wntest::TToolRun missing = wntest::RunWnpack({"describe", notes, dir.filePath("missing.txt")});
+    // A file that fails is reported, and the others are still described.
+    const wntest::TToolRun missing = wntest::RunWnpack({"describe", dir.filePath("missing.txt"), notes});
     EXPECT_EQ(missing.Status, 1);
-    EXPECT_TRUE(missing.Out.isEmpty());
+    EXPECT_EQ(missing.Out, notes + "\t.txt\tA; B\n");
     EXPECT_TRUE(missing.Err.contains("missing.txt"));
 }

@@ -2,32 +2,35 @@
 // temporary folder, describes it and answers a few point queries on it.
 #include "Command.h"
 #include "GridTool.h"
+#include "Paths.h"
+#include "Progress.h"
 
+#include "framework/Exceptions.h"
 #include "framework/SysUtils.h"
-#include "grid/KVRasterNeu.h"
 
-#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
-
-#include <cstdio>
 
 namespace wnpack {
 namespace {
 
-void Print(const QString &text)
-{
-    std::fputs(text.toUtf8().constData(), stdout);
-}
+const char *const cNoFolderText = "cannot make a temporary folder";
 
-int RunDemo(const QStringList &)
+int RunDemo(TArgs &args)
 {
+    args.Expect(0, 0);
+    // The map lives only as long as the demo, so its temporary path is never shown.
     QTemporaryDir dir;
     if (!dir.isValid())
-        throw std::runtime_error("cannot make a temporary folder");
+        throw wn::Exception(QLatin1String(cNoFolderText));
     const QString file = dir.filePath(QStringLiteral("sample.rlk"));
-    WriteSampleGrid(file, 160, 120);
-    Print(QStringLiteral("Sample noise map written to %1\n\n").arg(QDir::toNativeSeparators(file)));
-    Print(GridInfoText(file));
+    {
+        TOutputFile out(QFile::encodeName(file));
+        TProgress progress(true);
+        WriteSampleGrid(out, 160, 120, progress);
+    }
+    Print(QStringLiteral("A sample noise map, written to a temporary file:\n\n"));
+    Print(GridInfoText(file, QStringLiteral("sample.rlk")));
 
     wn::TRKFile grid(file);
     double x0, y0, x1, y1;
@@ -41,14 +44,18 @@ int RunDemo(const QStringList &)
                   {"outside the map (answered by the nearest border node)", 1.5, -0.5}};
     for (const auto &p : points) {
         const double x = x0 + p.FX * (x1 - x0), y = y0 + p.FY * (y1 - y0);
-        Print(QStringLiteral("\nPoint query %1 (%2, %3):\n")
-                  .arg(QLatin1String(p.What), wn::FloatToStr(x), wn::FloatToStr(y)));
-        Print(GridQueryText(file, x, y, false, 1.0, 0.0));
+        Print(QLatin1String("\nPoint query ") + QLatin1String(p.What) + QLatin1String(" (") +
+              wn::FloatToStr(x) + QLatin1String(", ") + wn::FloatToStr(y) + QLatin1String("):\n"));
+        Print(QueryGrid(file, {x, y, false, 1.0, 0.0}).Text);
     }
     return 0;
 }
 
-const TCommandRegistration registration({"demo", "writes a sample noise map and queries it", RunDemo});
+const TCommandRegistration registration(
+    {"demo", "", "writes a sample noise map and queries it",
+     "Writes a sample noise map (see wnpack grid sample) into a temporary file, prints its structure\n"
+     "and answers a few point queries on it; the file is removed at the end.",
+     "", "wnpack demo", false, false, RunDemo});
 
 } // namespace
 } // namespace wnpack
