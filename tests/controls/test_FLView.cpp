@@ -95,10 +95,10 @@ protected:
         return path;
     }
 
+    // Through the properties, as a form being loaded sets them.
     void Show(const QString &filter)
     {
-        view.SetPath(dir.path());
-        view.SetFilter(filter);
+        ASSERT_TRUE(view.setProperty("Path", dir.path()) && view.setProperty("Filter", filter));
     }
 
     QStringList Column(int column) const
