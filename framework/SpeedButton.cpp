@@ -50,11 +50,33 @@ void TSpeedButton::SplitGlyph()
             EngravedGlyph(FPictures[bsUp], ColorToQColor(clBtnShadow), ColorToQColor(clBtnHighlight));
 }
 
+void TSpeedButton::SetGroupIndex(int value)
+{
+    FGroupIndex = qMax(value, 0);
+    if (FGroupIndex == 0)
+        SetDown(false);
+}
+
+void TSpeedButton::SetDown(bool value)
+{
+    value = value && FGroupIndex > 0;
+    if (value == FDown)
+        return;
+    FDown = value;
+    if (value && parentWidget()) {
+        const auto siblings = parentWidget()->findChildren<TSpeedButton *>(Qt::FindDirectChildrenOnly);
+        for (TSpeedButton *other : siblings)
+            if (other != this && other->FGroupIndex == FGroupIndex)
+                other->SetDown(false);
+    }
+    update();
+}
+
 TSpeedButton::TButtonState TSpeedButton::State() const
 {
     if (!Enabled())
         return bsDisabled;
-    return isDown() ? bsDown : bsUp;
+    return isDown() || FDown ? bsDown : bsUp;
 }
 
 QImage TSpeedButton::StateGlyph(TButtonState state) const
@@ -64,6 +86,8 @@ QImage TSpeedButton::StateGlyph(TButtonState state) const
 
 void TSpeedButton::Click()
 {
+    if (FGroupIndex > 0)
+        SetDown(!(FDown && FAllowAllUp));
     if (OnClick)
         OnClick(this);
 }
@@ -73,7 +97,7 @@ void TSpeedButton::paintEvent(QPaintEvent *)
     QPainter p(this);
     const QPalette pal = FacePalette(*this);
     const int w = width(), h = height();
-    const bool down = isDown();
+    const bool down = isDown() || FDown;
     p.fillRect(rect(), ColorToQColor(clBtnFace, pal));
 
     auto frame = [&](const QRect &r, QColor topLeft, QColor bottomRight) {
@@ -100,10 +124,21 @@ void TSpeedButton::paintEvent(QPaintEvent *)
         frame(rect().adjusted(1, 1, -1, -1), ColorToQColor(clBtnFace, pal), shadow);
     }
 
+    // Glyph and caption side by side, centred together; a pressed button shows them shifted.
     const QImage glyph = StateGlyph(State());
+    const QString caption = text();
+    const int spacing = !glyph.isNull() && !caption.isEmpty() ? 4 : 0;
+    const int textWidth = caption.isEmpty() ? 0 : fontMetrics().horizontalAdvance(caption);
+    const int offset = down ? 1 : 0;
+    int x = (w - glyph.width() - spacing - textWidth) / 2 + offset;
     if (!glyph.isNull()) {
-        const int offset = down ? 1 : 0;
-        p.drawImage((w - glyph.width()) / 2 + offset, (h - glyph.height()) / 2 + offset, glyph);
+        p.drawImage(x, (h - glyph.height()) / 2 + offset, glyph);
+        x += glyph.width() + spacing;
+    }
+    if (!caption.isEmpty()) {
+        p.setPen(Enabled() ? ColorToQColor(clBtnText, pal) : ColorToQColor(clGrayText, pal));
+        p.drawText(QRect(x, offset, textWidth, h), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextHideMnemonic,
+                   caption);
     }
 }
 

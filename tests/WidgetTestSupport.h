@@ -2,13 +2,18 @@
 // Helpers of the widget tests: an active host window, pictures of a widget written to the build
 // folder for a person to look at, pixel counts and synthetic mouse events.
 
+#include "framework/UiServices.h"
+
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QMouseEvent>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <functional>
 #include <memory>
 
 namespace wn::test {
@@ -58,5 +63,28 @@ inline void SendMouse(QWidget &w, QEvent::Type type, QPoint pos,
     QMouseEvent event(type, QPointF(pos), QPointF(w.mapToGlobal(pos)), button, held, modifiers);
     QApplication::sendEvent(&w, &event);
 }
+
+// People working the package's modal forms, one form each in order, through recorded UI
+// services: each gets its form shown (not modal) and works it with mouse and keys; a form still
+// open afterwards is closed by its close box. With nobody left a form is cancelled unseen.
+struct TModalUsers {
+    std::deque<std::function<void(QDialog &form)>> Users;
+
+    explicit TModalUsers(TRecordingUiServices &ui)
+    {
+        ui.ModalAnswer = [this](QDialog &form) {
+            if (Users.empty())
+                return int(mrCancel);
+            const auto user = std::move(Users.front());
+            Users.pop_front();
+            form.setResult(mrNone);
+            form.show();
+            user(form);
+            if (form.isVisible())
+                form.reject();
+            return form.result() == QDialog::Rejected ? int(mrCancel) : form.result();
+        };
+    }
+};
 
 } // namespace wn::test

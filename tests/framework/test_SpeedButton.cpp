@@ -44,3 +44,46 @@ TEST(SpeedButton, GlyphByStateSunkenDownFaceAndFlatBorder)
     const QImage flat = wn::test::SavePicture(button, "framework", "speedbutton_flat");
     EXPECT_EQ(flat.pixel(0, 0), ColorToQColor(clBtnFace, button.palette()).rgb());
 }
+
+// Grouped buttons of one parent: a click holds one down and releases the other; with AllowAllUp a
+// second click releases it. A plain button never stays down. The caption is painted centred.
+TEST(SpeedButton, GroupedTogglesAndCaption)
+{
+    QWidget parent;
+    TSpeedButton a(&parent), b(&parent), plain(&parent);
+    a.SetGroupIndex(1);
+    b.SetGroupIndex(1);
+    int clicks = 0;
+    b.OnClick = [&](TSpeedButton *) { ++clicks; };
+    const auto downs = [&] { return std::make_tuple(a.Down(), b.Down(), plain.Down()); };
+    QTest::mouseClick(&a, Qt::LeftButton);
+    EXPECT_EQ(downs(), std::make_tuple(true, false, false));
+    QTest::mouseClick(&b, Qt::LeftButton);
+    EXPECT_EQ(downs(), std::make_tuple(false, true, false));
+    QTest::mouseClick(&b, Qt::LeftButton); // stays: one of the group is always down
+    EXPECT_EQ(downs(), std::make_tuple(false, true, false));
+    b.SetAllowAllUp(true);
+    QTest::mouseClick(&b, Qt::LeftButton);
+    EXPECT_EQ(downs(), std::make_tuple(false, false, false));
+    EXPECT_EQ(clicks, 3);
+    plain.SetDown(true);
+    QTest::mouseClick(&plain, Qt::LeftButton);
+    EXPECT_EQ(downs(), std::make_tuple(false, false, false));
+    a.SetDown(true);
+    EXPECT_EQ(a.State(), TSpeedButton::bsDown);
+    a.SetGroupIndex(0);
+    EXPECT_FALSE(a.Down());
+
+    plain.setText(QStringLiteral("0"));
+    plain.resize(24, 22);
+    const QImage up = wn::test::SavePicture(plain, "framework", "speedbutton_caption");
+    const auto dark = [&](const QRect &area) {
+        int n = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y)
+            for (int x = area.left(); x <= area.right(); ++x)
+                n += qGray(up.pixel(x, y)) < 128;
+        return n;
+    };
+    EXPECT_GT(dark(QRect(8, 5, 8, 12)), 6);
+    EXPECT_EQ(dark(QRect(2, 2, 5, 18)), 0);
+}

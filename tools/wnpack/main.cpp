@@ -2,8 +2,8 @@
 #include "Command.h"
 #include "Paths.h"
 
+#include <QApplication>
 #include <QCoreApplication>
-#include <QGuiApplication>
 
 #include <cstdio>
 #include <map>
@@ -152,7 +152,8 @@ std::unique_ptr<QCoreApplication> MakeApplication(bool draws, char *program)
         ::mkdir(runtimeDir.constData(), 0700);
         qputenv("XDG_RUNTIME_DIR", runtimeDir);
     }
-    return std::make_unique<QGuiApplication>(argc, argv);
+    // A widget application: the palette renders the editor form.
+    return std::make_unique<QApplication>(argc, argv);
 }
 
 int Run(const TCommand &command, QList<QByteArray> rawArgs)

@@ -3,6 +3,7 @@
 #include "Paths.h"
 
 #include "colours/FarbArr.h"
+#include "colours/gFarbDia.h"
 #include "framework/Exceptions.h"
 #include "grid/FileIO.h"
 
@@ -84,6 +85,17 @@ QImage Render(const wn::TFarbArray &source)
     return image;
 }
 
+// The editor form in edit mode on the palette, as a user sees it.
+QImage RenderEditor(wn::TFarbArray &palette)
+{
+    wn::TFarbenDialog form;
+    form.SetFarbArray(&palette);
+    form.SetAendern(true);
+    form.setAttribute(Qt::WA_DontShowOnScreen);
+    form.show();
+    return form.grab().toImage();
+}
+
 int RunDefault(TArgs &args)
 {
     args.Expect(1, 1);
@@ -131,6 +143,7 @@ int RunNearest(TArgs &args)
 
 int RunRender(TArgs &args)
 {
+    const bool editor = args.Flag("--editor");
     args.Expect(2, 2);
     wn::TFarbArray palette;
     LoadPalette(args.Raw(0), palette);
@@ -139,7 +152,7 @@ int RunRender(TArgs &args)
     // Encoded in memory first: the PNG writer would report a full disk in words of its own.
     QBuffer png;
     png.open(QIODevice::WriteOnly);
-    if (!Render(palette).save(&png, "PNG"))
+    if (!(editor ? RenderEditor(palette) : Render(palette)).save(&png, "PNG"))
         throw wn::Exception(QLatin1String(cPngText) + out.Device().fileName());
     out.Write(png.data());
     out.Commit();
@@ -165,10 +178,11 @@ const TCommandRegistration registrations[] = {
          "smallest largest channel difference, and the lowest number among equals.",
          "", "wnpack palette nearest Default.SGC 250 250 10", false, false, RunNearest}),
     TCommandRegistration(
-        {"palette render", "FILE OUT.png", "draws the palette as a picture",
+        {"palette render", "FILE [--editor] OUT.png", "draws the palette as a picture",
          "Draws the 240 entries as the editor lays them out (16 across, 15 down, numbered) into a\n"
          "PNG picture, in the entries' own colours.",
-         "", "wnpack palette render Default.SGC palette.png", false, true, RunRender}),
+         "  --editor           draws the colour-scale editor in edit mode on the palette instead\n",
+         "wnpack palette render Default.SGC palette.png", false, true, RunRender}),
 };
 
 } // namespace
