@@ -3,6 +3,7 @@
 // painted whole at the top, the middle and the end, and paged down 1,000 times (each page
 // painted). A last pair paints the cells of 100 rows and of 10,000,000 rows, which must cost
 // the same.
+#include "WidgetBenchMain.h"
 #include "controls/ValueGrid.h"
 
 #include <QAbstractTableModel>
@@ -201,13 +202,4 @@ BENCHMARK(BM_ValueGrid_PageDown1000)->Unit(benchmark::kMillisecond)->Iterations(
 BENCHMARK(BM_QTableView_PageDown1000_Baseline)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(BM_ValueGrid_PaintRows)->Arg(100)->Arg(10'000'000)->Unit(benchmark::kMicrosecond);
 
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    benchmark::Initialize(&argc, argv);
-    QApplication app(argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+WN_WIDGET_BENCHMARK_MAIN()

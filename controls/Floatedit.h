@@ -19,8 +19,9 @@ class WN_EXPORT TFloatEdit : public TNumberEdit
     // is a none text) or is clamped. "Invalid value!" is shown either way. Default false.
     Q_PROPERTY(bool ShowErrorMsg READ ShowErrorMsg WRITE SetShowErrorMsg)
     // Decimals shown; negative means the general format with 10 significant digits. Declared
-    // default -1, but a new edit holds 0, so a form always keeps the value.
-    Q_PROPERTY(std::int8_t Decimals READ Decimals WRITE SetDecimals)
+    // default -1, but a new edit holds 0, so a form always keeps the value. An int property, as
+    // Qt Designer's property editor has no editor for byte types.
+    Q_PROPERTY(int Decimals READ Decimals WRITE SetDecimals)
     // The "-" key is accepted. Default true.
     Q_PROPERTY(bool AllowNegativeValue READ AllowNegativeValue WRITE SetAllowNegativeValue)
     // The number meaning "no value". Default 0.

@@ -27,6 +27,7 @@
 // The number never becomes NaN or infinite: such a number is neither accepted from the text nor
 // stored by SetValue.
 
+#include "framework/ComponentState.h"
 #include "wn_export.h"
 
 #include <QLineEdit>
@@ -42,7 +43,7 @@ namespace wn {
 inline constexpr char rsInvalidVal[] = "Invalid value!";
 inline constexpr char rsOutOfRange[] = "Out of range";
 
-class WN_EXPORT TNumberEdit : public QLineEdit
+class WN_EXPORT TNumberEdit : public QLineEdit, public TComponentState
 {
     Q_OBJECT
     // Reading checks the text first (TextToValue). Default 0.

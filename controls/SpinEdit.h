@@ -23,10 +23,11 @@ class WN_EXPORT TSpinEditReal : public TNumberEdit
     // Show "Invalid value!" and the range message; off, refused text is left silently and an
     // out-of-range number is clamped. Default true.
     Q_PROPERTY(bool FehlerMeldung READ FehlerMeldung WRITE SetFehlerMeldung)
-    // Step of the buttons and the arrow keys. Default 0.1.
-    Q_PROPERTY(float Increment READ Increment WRITE SetIncrement)
+    // Step of the buttons and the arrow keys. Default 0.1. The property types are double and int
+    // because Qt Designer's property editor has no editor for float and byte types.
+    Q_PROPERTY(double Increment READ Increment WRITE SetIncrement)
     // Decimals shown, at most 15. Default 1.
-    Q_PROPERTY(std::uint8_t Nachkomma READ Nachkomma WRITE SetDecimals)
+    Q_PROPERTY(int Nachkomma READ Nachkomma WRITE SetDecimals)
     // Default true.
     Q_PROPERTY(bool SpinButtonEnabled READ SpinButtonEnabled WRITE SetSpinButtonEnabled)
 

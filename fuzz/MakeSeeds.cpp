@@ -178,6 +178,14 @@ void TextSeeds()
          QByteArray("\x03\x01", 2) + "%d %.3f %s %x %g %e %%" + '\0' + "\x20\x10\x00");
     Seed(s, QStringLiteral("date"),
          QByteArray("\x01\x00", 2) + "dd/mm/yyyy" + '\0' + "\x15\x15\x01" + "hh:nn:ss.zzz");
+
+    const char *l = "fuzz_KVLogBook";
+    Seed(l, QStringLiteral("kinds.log"),
+         "\\W Grid too coarse$\\H120$\\O7\r\n\\F Receiver 12$\\E3\t2\t1.500\t-2.250\t\r\n"
+         "\\P two$\\Nlines\r\n\\U \r\n\\E x$\\O1$\\H2\n\\H h\n\\A stop\n");
+    Seed(l, QStringLiteral("mixed.log"),
+         "\xEF\xBB\xBF\\P L\xC3\xA4rm\r\n\\W Stra\xDF"
+         "e\r\n");
 }
 
 } // namespace

@@ -9,8 +9,8 @@
 
 namespace wn {
 
-// KV_ELOG and the object that starts the unit carry an init priority so that they are ready
-// before any ordinary static initialiser of the library or its host runs; without it a start-up
+// KV_ELOG carries an init priority so that it is ready before the package's start-up (priority
+// 210) and any ordinary static initialiser of the library or its host runs; without it a start-up
 // made from another file's initialiser could be wiped out by KV_ELOG's own construction.
 TLog_Event KV_ELOG __attribute__((init_priority(200)));
 constinit TLog_Event_Obj *Log_Event_Obj = nullptr;
@@ -47,13 +47,6 @@ bool PassesThrough(TLogStatus art)
 {
     return art == clog_CheckPause || art == clog_abbruch || art == clog_except;
 }
-
-struct TUnitStart {
-    TUnitStart() { LogEvent_Initialize(); }
-    ~TUnitStart() { LogEvent_Finalize(); }
-};
-
-TUnitStart GUnitStart __attribute__((init_priority(201)));
 
 } // namespace
 

@@ -157,7 +157,7 @@ WN_EXPORT QString MyFormat(const QString &Fmt, const QVariantList &Args);
 // The unit's start-up and clean-up, reference counted: only the first start-up creates
 // Log_Event_Obj and points KV_ELOG at its ErrorMsg, only the matching last clean-up frees it
 // (with any undelivered events) and empties KV_ELOG. Loading the library performs one start-up
-// and unloading it the matching clean-up.
+// and unloading it the matching clean-up (the package's unit table, package/WNPack).
 WN_EXPORT void LogEvent_Initialize();
 WN_EXPORT void LogEvent_Finalize();
 

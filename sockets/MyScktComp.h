@@ -5,11 +5,9 @@
 // TWinSocketStream reads and writes a blocking socket with a time-out.
 //
 // The unit keeps the asynchronous-select model of Windows Sockets 1.1 on POSIX sockets: a
-// non-blocking socket receives its network events (FD_CONNECT, FD_WRITE, FD_READ, FD_CLOSE,
-// FD_ACCEPT) as events posted to a hidden QObject in the thread that first asked for it, with
-// the model's rhythm (one FD_WRITE after connecting and again only after a send that would
-// block; FD_READ re-armed by each receive; FD_ACCEPT re-armed by each accept). Error numbers
-// are those of that model (would-block is 10035), mapped from errno in one table.
+// non-blocking socket receives its network events as messages posted to a hidden QObject in the
+// thread that first asked for it (the model is in SocketWindow_p.h, the system calls in
+// SocketEngine_unix.cpp). Error numbers are the model's (would-block is 10035).
 //
 // Failures raise ESocketError, except where an error handler clears the error code first.
 
@@ -23,8 +21,6 @@
 #include <QObject>
 #include <QString>
 
-#include <netinet/in.h>
-
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -34,29 +30,23 @@
 
 namespace wn {
 
-// A socket handle: a POSIX descriptor.
+// A socket handle.
 using TSocket = std::int32_t;
 constexpr TSocket INVALID_SOCKET = -1;
-constexpr int SOCKET_ERROR = -1;
 
-// Error numbers of the socket model; POSIX errors are mapped onto them (winsock::ErrnoToError).
-constexpr int WSAEINTR = 10004;
-constexpr int WSAEBADF = 10009;
-constexpr int WSAEACCES = 10013;
-constexpr int WSAEFAULT = 10014;
-constexpr int WSAEINVAL = 10022;
-constexpr int WSAEMFILE = 10024;
+// An IPv4 address in network byte order.
+using TInAddr = std::uint32_t;
+
+// An IPv4 socket address as the socket model keeps it: port and address in network byte order.
+struct TSockAddrIn {
+    std::uint16_t sin_family = 2; // PF_INET
+    std::uint16_t sin_port = 0;
+    TInAddr sin_addr = 0;
+};
+
+// The error numbers an error handler is handed most often (the model's numbers; the system's
+// errors are mapped onto them).
 constexpr int WSAEWOULDBLOCK = 10035;
-constexpr int WSAEINPROGRESS = 10036;
-constexpr int WSAEALREADY = 10037;
-constexpr int WSAENOTSOCK = 10038;
-constexpr int WSAEDESTADDRREQ = 10039;
-constexpr int WSAEMSGSIZE = 10040;
-constexpr int WSAEPROTOTYPE = 10041;
-constexpr int WSAENOPROTOOPT = 10042;
-constexpr int WSAEPROTONOSUPPORT = 10043;
-constexpr int WSAEOPNOTSUPP = 10045;
-constexpr int WSAEAFNOSUPPORT = 10047;
 constexpr int WSAEADDRINUSE = 10048;
 constexpr int WSAEADDRNOTAVAIL = 10049;
 constexpr int WSAENETDOWN = 10050;
@@ -64,33 +54,14 @@ constexpr int WSAENETUNREACH = 10051;
 constexpr int WSAENETRESET = 10052;
 constexpr int WSAECONNABORTED = 10053;
 constexpr int WSAECONNRESET = 10054;
-constexpr int WSAENOBUFS = 10055;
-constexpr int WSAEISCONN = 10056;
 constexpr int WSAENOTCONN = 10057;
-constexpr int WSAESHUTDOWN = 10058;
 constexpr int WSAETIMEDOUT = 10060;
 constexpr int WSAECONNREFUSED = 10061;
-constexpr int WSAEHOSTDOWN = 10064;
 constexpr int WSAEHOSTUNREACH = 10065;
-constexpr int WSANOTINITIALISED = 10093;
 constexpr int WSAHOST_NOT_FOUND = 11001;
 constexpr int WSATRY_AGAIN = 11002;
 constexpr int WSANO_RECOVERY = 11003;
 constexpr int WSANO_DATA = 11004;
-
-// Network events; the asynchronous-style byte is a mask of these.
-constexpr int FD_READ = 0x01;
-constexpr int FD_WRITE = 0x02;
-constexpr int FD_OOB = 0x04;
-constexpr int FD_ACCEPT = 0x08;
-constexpr int FD_CONNECT = 0x10;
-constexpr int FD_CLOSE = 0x20;
-
-// The messages of the hidden notification object (its posted events carry QEvent::User plus
-// these numbers as their type).
-constexpr int CM_SOCKETMESSAGE = 0x0401;
-constexpr int CM_DEFERFREE = 0x0402;
-constexpr int CM_LOOKUPCOMPLETE = 0x0403;
 
 // Error code offered to the error handler when a client has neither host name nor address.
 constexpr std::int32_t NoAddressErrorCode = 1110;
@@ -98,7 +69,7 @@ constexpr std::int32_t NoAddressErrorCode = 1110;
 enum TServerType : std::uint8_t { stNonBlocking, stThreadBlocking };
 enum TClientType : std::uint8_t { ctNonBlocking, ctBlocking };
 enum TAsyncStyle : std::uint8_t { asRead, asWrite, asOOB, asAccept, asConnect, asClose };
-// Bits() is the network-event mask: asRead = FD_READ ... asClose = FD_CLOSE.
+// Bits() is the network-event mask of the model: asRead = 1 (FD_READ) ... asClose = 32 (FD_CLOSE).
 using TAsyncStyles = TSet<TAsyncStyle>;
 enum TSocketEvent : std::uint8_t {
     seLookup,
@@ -138,6 +109,8 @@ class TServerWinSocket;
 class TServerClientWinSocket;
 class TServerClientThread;
 class TSocketWindow;
+struct TCMSocketMessage;
+struct TCMLookupComplete;
 
 using TSocketEventEvent =
     std::function<void(TObject *Sender, TCustomWinSocket *Socket, TSocketEvent SocketEvent)>;
@@ -160,45 +133,6 @@ WN_EXPORT TSocketErrorProc SetErrorProc(TSocketErrorProc ErrorProc);
 // procedure is called when one is installed, or ESocketError (sWindowsSocketError with Op) is
 // raised. Returns the error code.
 WN_EXPORT std::int32_t CheckSocketResult(std::int32_t ResultCode, const QString &Op);
-
-// The Winsock-style layer the unit sits on: start-up counting, the last socket error of the
-// calling thread (as the model's number), error texts and the asynchronous-select emulation.
-namespace winsock {
-// Start-up/clean-up pair of a socket object; WSACleanup without a matching start-up fails.
-WN_EXPORT int WSAStartup();
-WN_EXPORT int WSACleanup();
-// Start-ups not yet balanced by a clean-up, process-wide.
-WN_EXPORT int StartupCount();
-WN_EXPORT int WSAGetLastError();
-WN_EXPORT void WSASetLastError(int code);
-// The model's number for a POSIX errno (unknown errno values are passed through).
-WN_EXPORT int ErrnoToError(int errnoValue);
-// The system's text for a model error number.
-WN_EXPORT QString SysErrorMessage(int code);
-// Threads currently resolving a name or service asynchronously.
-WN_EXPORT int PendingLookups();
-// accept() that re-arms FD_ACCEPT of the listening socket; INVALID_SOCKET on failure.
-WN_EXPORT TSocket AcceptConnection(TSocket Listener);
-// Switches a handle between blocking and non-blocking mode; 0 or SOCKET_ERROR.
-WN_EXPORT int SetBlocking(TSocket Socket, bool Blocking);
-} // namespace winsock
-
-// The message records of the hidden notification object.
-struct TCMSocketMessage {
-    int Msg = CM_SOCKETMESSAGE;
-    TSocket Socket = INVALID_SOCKET;
-    std::uint16_t SelectEvent = 0;
-    std::uint16_t SelectError = 0;
-    std::int32_t Result = 0;
-};
-
-struct TCMLookupComplete {
-    int Msg = CM_LOOKUPCOMPLETE;
-    std::int32_t LookupHandle = 0;
-    std::uint16_t AsyncBufLen = 0;
-    std::uint16_t AsyncError = 0;
-    std::int32_t Result = 0;
-};
 
 // One socket with everything client and server sockets share. Non-blocking sockets must be
 // used from the thread that owns their notification object (GetHandle).
@@ -246,14 +180,16 @@ public:
     QString RemoteHost();
     QString RemoteAddress();
     std::int32_t RemotePort();
-    sockaddr_in RemoteAddr();
+    TSockAddrIn RemoteAddr();
 
     // The hidden notification object, made in the calling thread on first request.
     QObject *GetHandle();
     bool HasHandle() const { return FHandle != nullptr; }
-    in_addr LookupName(const QString &Name);
+    // 0 when the name is unknown.
+    TInAddr LookupName(const QString &Name);
+    // The port in host byte order, 0 when the service is unknown.
     std::int32_t LookupService(const QString &Service);
-    sockaddr_in InitSocket(const QString &Name, const QString &Address, const QString &Service,
+    TSockAddrIn InitSocket(const QString &Name, const QString &Address, const QString &Service,
                            std::uint16_t Port, bool Client);
     // Frees the object from its notification object's event loop; nothing without one.
     void DeferFree();
@@ -261,7 +197,7 @@ public:
     bool Connected() const { return FConnected; }
     TSocket SocketHandle() const { return FSocket; }
     TLookupState LookupState() const { return FLookupState; }
-    const sockaddr_in &Addr() const { return FAddr; }
+    const TSockAddrIn &Addr() const { return FAddr; }
     QIODevice *PendingSendStream() const { return FSendStream.get(); }
 
     // Hooks of the owning component or server.
@@ -275,7 +211,7 @@ protected:
 
     // The address a server's asynchronous set-up listens on: every interface, whatever name
     // or address the server was given. A descendant may narrow it.
-    virtual in_addr_t AsyncListenAddress() const;
+    virtual TInAddr AsyncListenAddress() const;
 
     void DoSetAsyncStyles();
     void DoOpen();
@@ -284,18 +220,31 @@ protected:
                          std::uint16_t Port, std::int32_t QueueSize, bool Client);
     bool SendStreamPiece();
 
-    void CMSocketMessage(TCMSocketMessage &Message);
-    void CMDeferFree();
-    void CMLookupComplete(TCMLookupComplete &Message, const QByteArray &Result);
-
-    // Both read without the lock: a worker polls its connection while the server closes it.
+    // Read without the lock by threads that wait on the handle while another closes it.
     std::atomic<TSocket> FSocket;
     std::atomic<bool> FConnected;
     std::recursive_mutex FLock;
 
 private:
+    // The notification object delivers its messages to these.
     friend class TSocketWindow;
-    void Dispatch(int Msg, void *Message, const QByteArray *Result);
+    // A stopping server ends the waits of its workers' streams.
+    friend class TServerWinSocket;
+    friend class TWinSocketStream;
+    // Ends every wait for data on the socket: a waiting read returns 0, and reads and
+    // WaitForData find nothing more from now on.
+    void InterruptReads();
+    bool ReadsInterrupted() const { return FReadsInterrupted; }
+
+    void CMSocketMessage(TCMSocketMessage &Message);
+    void CMDeferFree();
+    void CMLookupComplete(TCMLookupComplete &Message);
+
+    TSocketWindow *Window();
+    // Starts the asynchronous look-up of Name (lsLookupAddress) or Service (lsLookupService)
+    // and keeps what its completion needs to carry on with.
+    void StartAsyncLookup(TLookupState Next, const QString &Name, const QString &Service, std::uint16_t Port,
+                          std::int32_t QueueSize, bool Client);
     // The common start of Open (Client) and Listen: a fresh handle, then the look-up.
     void StartOpen(const QString &Name, const QString &Address, const QString &Service, std::uint16_t Port,
                    std::int32_t QueueSize, bool Client, bool Block);
@@ -303,12 +252,15 @@ private:
     // error handler and closes the socket, and raises unless the handler cleared the code.
     std::int32_t TransferResult(std::int32_t Result, TErrorEvent ErrorEvent, const QString &Op);
     void DropStream();
-    void ReleaseHandle();
 
+    // Held while the handle is closed or its reads are shut, so that a shut never meets a
+    // handle number that has been closed and given out again.
+    std::mutex FHandleLock;
+    std::atomic<bool> FReadsInterrupted{false};
     std::unique_ptr<QIODevice> FSendStream;
     bool FDropAfterSend = false;
     TSocketWindow *FHandle = nullptr;
-    sockaddr_in FAddr;
+    TSockAddrIn FAddr;
     TAsyncStyles FAsyncStyles;
     TLookupState FLookupState = lsIdle;
     std::int32_t FLookupHandle = 0;
@@ -396,6 +348,8 @@ private:
     // calls this once a descendant's construction is complete as well.
     void Publish(TServerClientWinSocket *ASocket);
     void DoHandleException();
+    // Shows the exception being handled (through HandleException).
+    void ShowCurrentException();
     void DoTerminate();
     bool ReleaseClient();
     void ServerClosed();
@@ -619,9 +573,11 @@ public:
     explicit TWNServerSocket(QObject *AOwner = nullptr);
 };
 
-// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds. Read
-// returns 0 when nothing came in time (or the peer closed; WaitForData tells them apart), Write
-// the bytes the socket took in time. The socket's lock is held across each transfer.
+// Reads and writes a blocking socket; every transfer waits at most TimeOut milliseconds, a
+// negative TimeOut (INFINITE) without limit. Read returns 0 when nothing came in time (or the
+// peer closed; WaitForData tells them apart), Write the bytes the socket took in time. The
+// socket's lock is held across each transfer. When a thread-blocking server stops, the streams
+// of its connections read nothing more and WaitForData says no, so that workers end quietly.
 class WN_EXPORT TWinSocketStream : public QIODevice
 {
     Q_OBJECT
@@ -630,6 +586,7 @@ public:
     TWinSocketStream(TCustomWinSocket *ASocket, std::int32_t TimeOut);
     ~TWinSocketStream() override;
 
+    // Whether data can be read within Timeout milliseconds; false at once for a negative one.
     bool WaitForData(std::int32_t Timeout);
     std::int32_t Read(void *Buffer, std::int32_t Count);
     std::int32_t Write(const void *Buffer, std::int32_t Count);

@@ -1,13 +1,6 @@
-// The socket components' common base, the client component and the blocking socket stream.
+// The socket components' common base and the client component.
 
 #include "sockets/MyScktComp.h"
-
-#include <poll.h>
-#include <sys/socket.h>
-
-#include <cerrno>
-#include <chrono>
-#include <climits>
 
 namespace wn {
 
@@ -38,12 +31,8 @@ TAbstractSocket::TAbstractSocket(QObject *AOwner) : QObject(AOwner) {}
 
 void TAbstractSocket::InitSocket(TCustomWinSocket *Socket)
 {
-    Socket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
-        DoEvent(Sender, S, E);
-    };
-    Socket->OnErrorEvent = [this](TObject *Sender, TCustomWinSocket *S, TErrorEvent E, std::int32_t &Code) {
-        DoError(Sender, S, E, Code);
-    };
+    Socket->OnSocketEvent = std::bind_front(&TAbstractSocket::DoEvent, this);
+    Socket->OnErrorEvent = std::bind_front(&TAbstractSocket::DoError, this);
 }
 
 void TAbstractSocket::DoEvent(TObject *, TCustomWinSocket *Socket, TSocketEvent SocketEvent)
@@ -154,143 +143,6 @@ void TWNClientSocket::DoActivate(bool Value)
     else
         FClientSocket->Open(Host(), Address(), Service(), static_cast<std::uint16_t>(Port()),
                             ClientType() == ctBlocking);
-}
-
-// ---- TWinSocketStream -------------------------------------------------------------------------
-
-namespace {
-
-// Waits for the handle to become ready for events; > 0 ready, 0 time-out, < 0 failure.
-int WaitReady(TSocket s, short events, std::int64_t timeoutMicroseconds)
-{
-    pollfd p{};
-    p.fd = s;
-    p.events = events;
-    timespec ts{};
-    ts.tv_sec = static_cast<time_t>(timeoutMicroseconds / 1000000);
-    ts.tv_nsec = static_cast<long>((timeoutMicroseconds % 1000000) * 1000);
-    for (;;) {
-        const int rc = ::ppoll(&p, 1, &ts, nullptr);
-        if (rc >= 0 || errno != EINTR)
-            return rc;
-    }
-}
-
-[[noreturn]] void RaiseIOError(const QString &what, int errnoValue)
-{
-    const int code = winsock::ErrnoToError(errnoValue);
-    throw ESocketError(sSocketIOError.arg(what, QString::number(code), winsock::SysErrorMessage(code)));
-}
-
-// Holds a socket's lock for one transfer.
-class TSocketLockGuard
-{
-public:
-    explicit TSocketLockGuard(TCustomWinSocket *s) : FSocket(s) { FSocket->Lock(); }
-    ~TSocketLockGuard() { FSocket->Unlock(); }
-    TSocketLockGuard(const TSocketLockGuard &) = delete;
-    TSocketLockGuard &operator=(const TSocketLockGuard &) = delete;
-
-private:
-    TCustomWinSocket *FSocket;
-};
-
-} // namespace
-
-TCustomWinSocket *TWinSocketStream::CheckBlocking(TCustomWinSocket *ASocket)
-{
-    if (!ASocket->ASyncStyles().empty())
-        throw ESocketError(sSocketMustBeBlocking);
-    return ASocket;
-}
-
-TWinSocketStream::TWinSocketStream(TCustomWinSocket *ASocket, std::int32_t TimeOut)
-    : FSocket(CheckBlocking(ASocket)), FTimeout(TimeOut)
-{
-    QIODevice::open(QIODevice::ReadWrite | QIODevice::Unbuffered);
-}
-
-TWinSocketStream::~TWinSocketStream() = default;
-
-bool TWinSocketStream::WaitForData(std::int32_t Timeout)
-{
-    const std::int64_t micro = std::int64_t(Timeout / 1000) * 1000000 + std::int64_t(Timeout % 1000) * 1000;
-    return WaitReady(FSocket->SocketHandle(), POLLIN, micro) > 0;
-}
-
-std::int32_t TWinSocketStream::Read(void *Buffer, std::int32_t Count)
-{
-    TSocketLockGuard lock(FSocket);
-    const TSocket s = FSocket->SocketHandle();
-    if (s == INVALID_SOCKET)
-        RaiseIOError(sSocketRead, EBADF);
-    const size_t count = static_cast<size_t>(Count < 0 ? 0 : Count);
-    // Takes what is waiting; -1 when nothing is.
-    auto receive = [&]() -> std::int32_t {
-        for (;;) {
-            const ssize_t n = ::recv(s, Buffer, count, MSG_DONTWAIT);
-            if (n >= 0)
-                return static_cast<std::int32_t>(n);
-            if (errno == EAGAIN || errno == EWOULDBLOCK)
-                return -1;
-            if (errno != EINTR)
-                RaiseIOError(sSocketRead, errno);
-        }
-    };
-    // Data already there is taken at once; the poll with the time-out is for an empty socket.
-    std::int32_t n = receive();
-    if (n >= 0)
-        return n;
-    if (WaitReady(s, POLLIN, std::int64_t(FTimeout) * 1000) <= 0)
-        return 0;
-    n = receive();
-    return n < 0 ? 0 : n;
-}
-
-std::int32_t TWinSocketStream::Write(const void *Buffer, std::int32_t Count)
-{
-    TSocketLockGuard lock(FSocket);
-    const TSocket s = FSocket->SocketHandle();
-    if (s == INVALID_SOCKET)
-        RaiseIOError(sSocketWrite, EBADF);
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(FTimeout < 0 ? 0 : FTimeout);
-    const char *data = static_cast<const char *>(Buffer);
-    std::int32_t sent = 0;
-    // The transfer is one operation with one time-out: pieces go out as the socket takes them
-    // until all is sent or the time is up.
-    while (sent < Count) {
-        const ssize_t n =
-            ::send(s, data + sent, static_cast<size_t>(Count - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (n > 0) {
-            sent += static_cast<std::int32_t>(n);
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK)
-            RaiseIOError(sSocketWrite, errno);
-        const auto left =
-            std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
-        if (left <= 0 || WaitReady(s, POLLOUT, left) <= 0)
-            break;
-    }
-    return sent;
-}
-
-std::int64_t TWinSocketStream::Seek(std::int64_t, int)
-{
-    return 0;
-}
-
-qint64 TWinSocketStream::readData(char *data, qint64 maxSize)
-{
-    return Read(data, static_cast<std::int32_t>(std::min<qint64>(maxSize, INT_MAX)));
-}
-
-qint64 TWinSocketStream::writeData(const char *data, qint64 maxSize)
-{
-    return Write(data, static_cast<std::int32_t>(std::min<qint64>(maxSize, INT_MAX)));
 }
 
 } // namespace wn

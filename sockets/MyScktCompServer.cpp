@@ -4,13 +4,13 @@
 #include "sockets/MyScktComp.h"
 
 #include "framework/ApplicationExceptions.h"
+#include "sockets/SocketEngine_p.h"
+#include "sockets/SocketWindow_p.h"
 
 #include <QWidget>
 
-#include <poll.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <thread>
 
 namespace wn {
@@ -18,15 +18,11 @@ namespace wn {
 namespace {
 
 // The poll of a worker's default serving loop: 0 seconds and 500 microseconds.
-constexpr long ServePollNanoseconds = 500 * 1000;
+constexpr std::chrono::microseconds ServePoll{500};
 
-int PollOnce(TSocket s, short events)
+int PollOnce(TSocket s, bool write)
 {
-    pollfd p{};
-    p.fd = s;
-    p.events = events;
-    const timespec ts{0, ServePollNanoseconds};
-    return ::ppoll(&p, 1, &ts, nullptr);
+    return native::WaitReady(s, write, ServePoll.count());
 }
 
 } // namespace
@@ -40,13 +36,8 @@ TServerClientWinSocket::TServerClientWinSocket(TSocket Socket, TServerWinSocket 
     if (FServerWinSocket) {
         FServerWinSocket->AddClient(this);
         if (nonBlockingServer) {
-            TServerWinSocket *server = FServerWinSocket;
-            OnSocketEvent = [server](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
-                server->ClientEvent(Sender, S, E);
-            };
-            OnErrorEvent = [server](TObject *Sender, TCustomWinSocket *S, TErrorEvent E, std::int32_t &Code) {
-                server->ClientError(Sender, S, E, Code);
-            };
+            OnSocketEvent = std::bind_front(&TServerWinSocket::ClientEvent, FServerWinSocket);
+            OnErrorEvent = std::bind_front(&TServerWinSocket::ClientError, FServerWinSocket);
         }
     }
     if (nonBlockingServer)
@@ -116,11 +107,11 @@ void TServerWinSocket::Accept(TSocket Socket)
 {
     // The accepted handle is blocking for a thread-blocking server and switched to
     // non-blocking by its own registration for a non-blocking one.
-    const TSocket handle = winsock::AcceptConnection(Socket);
+    const TSocket handle = async::Accept(Socket);
     if (handle == INVALID_SOCKET)
         return;
     if (FServerType == stThreadBlocking)
-        winsock::SetBlocking(handle, true);
+        native::SetBlocking(handle, true);
     TServerClientWinSocket *client = GetClientSocket(handle);
     Event(client, seAccept);
     if (FServerType == stThreadBlocking) {
@@ -153,6 +144,9 @@ void TServerWinSocket::StopClients()
             // need that lock while a worker handler holds the connection's lock. The worker
             // keeps the connection until this close is over.
             try {
+                // A worker waiting for data (it may hold the connection's lock while it waits)
+                // gets none and can end; then the connection is closed.
+                client->InterruptReads();
                 if (client->Connected())
                     client->Close();
             } catch (...) {
@@ -432,39 +426,50 @@ void TServerClientThread::Publish(TServerClientWinSocket *ASocket)
         lock = std::unique_lock<std::recursive_mutex>(FServerSocket->FListLock);
         FServerSocket->AddThread(this);
     }
-    ASocket->OnSocketEvent = [this](TObject *Sender, TCustomWinSocket *S, TSocketEvent E) {
-        HandleEvent(Sender, S, E);
-    };
-    ASocket->OnErrorEvent = [this](TObject *Sender, TCustomWinSocket *S, TErrorEvent E, std::int32_t &Code) {
-        HandleError(Sender, S, E, Code);
-    };
+    ASocket->OnSocketEvent = std::bind_front(&TServerClientThread::HandleEvent, this);
+    ASocket->OnErrorEvent = std::bind_front(&TServerClientThread::HandleError, this);
     FEvent.SetEvent();
 }
 
 void TServerClientThread::Execute()
 {
-    if (FServerSocket)
-        FServerSocket->ThreadStart(this);
     try {
-        for (;;) {
-            if (StartConnect())
+        // The start handler waits for the first connection's wake-up: until the server has
+        // listed the thread, a raising handler would end and free a thread the server is about
+        // to list.
+        bool connected = StartConnect();
+        if (FServerSocket)
+            FServerSocket->ThreadStart(this);
+        for (;; connected = StartConnect()) {
+            if (connected)
                 ClientExecute();
             if (EndConnect())
                 break;
         }
     } catch (...) {
-        FException = std::current_exception();
-        HandleException();
+        ShowCurrentException();
         SetKeepInCache(false);
         try {
             ReleaseClient();
         } catch (...) {
-            // The thread ends all the same; its destructor frees a connection left attached.
+            ShowCurrentException();
         }
     }
-    if (FServerSocket)
-        FServerSocket->ThreadEnd(this);
+    // Whatever happened above, the end handler runs and the thread leaves the server's lists:
+    // a thread that frees itself must not stay listed.
+    try {
+        if (FServerSocket)
+            FServerSocket->ThreadEnd(this);
+    } catch (...) {
+        ShowCurrentException();
+    }
     DoTerminate();
+}
+
+void TServerClientThread::ShowCurrentException()
+{
+    FException = std::current_exception();
+    HandleException();
 }
 
 void TServerClientThread::DoTerminate()
@@ -521,7 +526,7 @@ void TServerClientThread::ClientExecute()
     while (!Terminated() && client->Connected()) {
         const TSocket handle = client->SocketHandle();
         bool readable = false;
-        if (PollOnce(handle, POLLIN) >= 1 && !Terminated()) {
+        if (PollOnce(handle, false) >= 1 && !Terminated()) {
             readable = true;
             if (client->ReceiveBuf(nullptr, -1) == 0)
                 break;
@@ -530,11 +535,10 @@ void TServerClientThread::ClientExecute()
         // The write check reuses the read check's descriptor set, which holds the handle only
         // when it was readable; an empty set just waits out the time-out.
         if (readable) {
-            if (PollOnce(handle, POLLOUT) >= 1 && !Terminated())
+            if (PollOnce(handle, true) >= 1 && !Terminated())
                 Synchronize([this] { DoWrite(); });
         } else {
-            const timespec ts{0, ServePollNanoseconds};
-            ::nanosleep(&ts, nullptr);
+            std::this_thread::sleep_for(ServePoll);
         }
     }
 }
@@ -596,6 +600,8 @@ void TServerClientThread::DoHandleException()
     } catch (const std::exception &e) {
         ShowException(e);
     } catch (...) {
+        // A thrown object that is no std::exception has no text to show; the thread ends all
+        // the same.
     }
 }
 

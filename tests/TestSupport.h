@@ -10,6 +10,7 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -49,6 +50,16 @@ inline QString WriteAll(const QString &path, const QByteArray &bytes)
     EXPECT_EQ(f.write(bytes), bytes.size()) << qPrintable(path);
     return path;
 }
+
+// A test with a temporary folder of its own.
+class TTempDirTest : public ::testing::Test
+{
+protected:
+    QString Path(const QString &name) const { return dir.filePath(name); }
+    QString Write(const QString &name, const QByteArray &bytes) const { return WriteAll(Path(name), bytes); }
+
+    QTemporaryDir dir;
+};
 
 // Lets no file of this process grow beyond Bytes while it lives: writers see a full disk.
 class TFileSizeLimit

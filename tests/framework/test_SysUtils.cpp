@@ -64,68 +64,60 @@ QString ConvertMessage(const std::function<void()> &call)
 
 } // namespace
 
-TEST(FloatToStrF, FixedExamples)
+// Each form by example; a ',' row uses the comma settings. Fixed switches to the exponent form
+// when the integer digits exceed the precision.
+TEST(FloatToStrF, FormsByExample)
 {
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1234.5678, ffFixed, 10, 2, fs), "1234.57");
-    EXPECT_EQ(FloatToStrF(0, ffFixed, 10, 1, fs), "0.0");
-    EXPECT_EQ(FloatToStrF(0.123456789012, ffFixed, 10, 15, fs), "0.123456789000000");
-    EXPECT_EQ(FloatToStrF(-1234.5678, ffFixed, 10, 0, fs), "-1235");
-    EXPECT_EQ(FloatToStrF(0.006, ffFixed, 15, 2, fs), "0.01");
-    EXPECT_EQ(FloatToStrF(0.004, ffFixed, 15, 2, fs), "0.00");
-    // Rounded to nothing: no "-0.00".
-    EXPECT_EQ(FloatToStrF(-0.004, ffFixed, 15, 2, fs), "0.00");
-    EXPECT_EQ(FloatToStrF(9.995, ffFixed, 15, 2, fs), "9.99"); // stored just below 9.995
-    EXPECT_EQ(FloatToStrF(0.5, ffFixed, 15, 0, fs), "1");
-    EXPECT_EQ(FloatToStrF(-2.5, ffFixed, 15, 0, fs), "-3");
-    EXPECT_EQ(FloatToStrF(999.96, ffFixed, 15, 1, fs), "1000.0");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffFixed, 10, 2, Comma()), "1234,57");
-}
-
-TEST(FloatToStrF, FixedSwitchesToExponentWhenIntegerDigitsExceedPrecision)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(12345.0, ffFixed, 5, 1, fs), "12345.0");
-    EXPECT_EQ(FloatToStrF(123456.0, ffFixed, 5, 1, fs), "1.2346E+5");
-    // Rounding to the precision carries into a new integer digit.
-    EXPECT_EQ(FloatToStrF(99999.7, ffFixed, 5, 2, fs), "1.0000E+05");
-    EXPECT_EQ(FloatToStrF(1e20, ffFixed, 15, 2, fs), "1.00000000000000E+20");
-}
-
-TEST(FloatToStrF, NumberGroupsThousands)
-{
-    EXPECT_EQ(FloatToStrF(1234567.891, ffNumber, 15, 2, Point()), "1,234,567.89");
-    EXPECT_EQ(FloatToStrF(1234567.891, ffNumber, 15, 2, Comma()), "1.234.567,89");
-    EXPECT_EQ(FloatToStrF(-123.0, ffNumber, 15, 0, Point()), "-123");
-    EXPECT_EQ(FloatToStrF(-1000.0, ffNumber, 15, 1, Point()), "-1,000.0");
-}
-
-TEST(FloatToStrF, GeneralExamplesAndThresholds)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1.5e-20, ffGeneral, 15, 2, fs), "1.5E-20");
-    EXPECT_EQ(FloatToStrF(1e20, ffGeneral, 15, 2, fs), "1E20");
-    EXPECT_EQ(FloatToStrF(0.00001, ffGeneral, 15, 2, fs), "1E-05");
-    EXPECT_EQ(FloatToStrF(0.0001, ffGeneral, 15, 2, fs), "0.0001");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffGeneral, 10, 3, fs), "1234.5678");
-    EXPECT_EQ(FloatToStrF(0.00009999, ffGeneral, 15, 0, fs), "9.999E-5");
-    // Fifteen integer digits stay fixed; sixteen do not.
-    EXPECT_EQ(FloatToStrF(999999999999999.0, ffGeneral, 15, 0, fs), "999999999999999");
-    EXPECT_EQ(FloatToStrF(1000000000000000.0, ffGeneral, 15, 0, fs), "1E15");
-    EXPECT_EQ(FloatToStrF(1234.5678, ffGeneral, 3, 0, fs), "1.23E3");
-    EXPECT_EQ(FloatToStrF(-0.5, ffGeneral, 15, 0, Comma()), "-0,5");
-    EXPECT_EQ(FloatToStrF(1.5e-20, ffGeneral, 15, 2, Comma()), "1,5E-20");
-}
-
-TEST(FloatToStrF, ExponentForm)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FloatToStrF(1234.5678, ffExponent, 4, 2, fs), "1.235E+03");
-    EXPECT_EQ(FloatToStrF(0.00012, ffExponent, 3, 0, fs), "1.20E-4");
-    EXPECT_EQ(FloatToStrF(0, ffExponent, 3, 2, fs), "0.00E+00");
-    EXPECT_EQ(FloatToStrF(-9.99, ffExponent, 2, 1, fs), "-1.0E+1");
-    EXPECT_EQ(FloatToStrF(5, ffExponent, 1, 1, Comma()), "5E+0");
-    EXPECT_EQ(FloatToStrF(1.5, ffExponent, 2, 1, Comma()), "1,5E+0");
+    const struct {
+        double Value;
+        TFloatFormat Format;
+        int Precision, Digits;
+        char Separator;
+        const char *Want;
+    } cases[] = {
+        {1234.5678, ffFixed, 10, 2, '.', "1234.57"},
+        {0, ffFixed, 10, 1, '.', "0.0"},
+        {0.123456789012, ffFixed, 10, 15, '.', "0.123456789000000"},
+        {-1234.5678, ffFixed, 10, 0, '.', "-1235"},
+        {0.006, ffFixed, 15, 2, '.', "0.01"},
+        {0.004, ffFixed, 15, 2, '.', "0.00"},
+        {-0.004, ffFixed, 15, 2, '.', "0.00"}, // rounded to nothing: no "-0.00"
+        {9.995, ffFixed, 15, 2, '.', "9.99"},  // stored just below 9.995
+        {0.5, ffFixed, 15, 0, '.', "1"},
+        {-2.5, ffFixed, 15, 0, '.', "-3"},
+        {999.96, ffFixed, 15, 1, '.', "1000.0"},
+        {1234.5678, ffFixed, 10, 2, ',', "1234,57"},
+        {12345.0, ffFixed, 5, 1, '.', "12345.0"},
+        {123456.0, ffFixed, 5, 1, '.', "1.2346E+5"},
+        {99999.7, ffFixed, 5, 2, '.', "1.0000E+05"}, // rounding carries into a new digit
+        {1e20, ffFixed, 15, 2, '.', "1.00000000000000E+20"},
+        {1234567.891, ffNumber, 15, 2, '.', "1,234,567.89"},
+        {1234567.891, ffNumber, 15, 2, ',', "1.234.567,89"},
+        {-123.0, ffNumber, 15, 0, '.', "-123"},
+        {-1000.0, ffNumber, 15, 1, '.', "-1,000.0"},
+        {1.5e-20, ffGeneral, 15, 2, '.', "1.5E-20"},
+        {1e20, ffGeneral, 15, 2, '.', "1E20"},
+        {0.00001, ffGeneral, 15, 2, '.', "1E-05"},
+        {0.0001, ffGeneral, 15, 2, '.', "0.0001"},
+        {1234.5678, ffGeneral, 10, 3, '.', "1234.5678"},
+        {0.00009999, ffGeneral, 15, 0, '.', "9.999E-5"},
+        {999999999999999.0, ffGeneral, 15, 0, '.', "999999999999999"},
+        {1000000000000000.0, ffGeneral, 15, 0, '.', "1E15"}, // sixteen integer digits
+        {1234.5678, ffGeneral, 3, 0, '.', "1.23E3"},
+        {-0.5, ffGeneral, 15, 0, ',', "-0,5"},
+        {1.5e-20, ffGeneral, 15, 2, ',', "1,5E-20"},
+        {1234.5678, ffExponent, 4, 2, '.', "1.235E+03"},
+        {0.00012, ffExponent, 3, 0, '.', "1.20E-4"},
+        {0, ffExponent, 3, 2, '.', "0.00E+00"},
+        {-9.99, ffExponent, 2, 1, '.', "-1.0E+1"},
+        {5, ffExponent, 1, 1, ',', "5E+0"},
+        {1.5, ffExponent, 2, 1, ',', "1,5E+0"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(
+            FloatToStrF(c.Value, c.Format, c.Precision, c.Digits, c.Separator == ',' ? Comma() : Point()),
+            c.Want)
+            << c.Value << " " << int(c.Format) << " " << c.Precision << " " << c.Digits;
 }
 
 TEST(FloatToStr, FifteenSignificantDigits)
@@ -163,80 +155,70 @@ TEST(FloatToStrF, NonFiniteAndOutOfRangeArguments)
     EXPECT_EQ(FloatToStrF(1e-300, ffFixed, 15, 2, fs), "0.00");
 }
 
-TEST(FormatFloat, IssueExamples)
+// Placeholders, sections, literals and exponents by example; a ',' row uses the comma settings.
+TEST(FormatFloat, PatternsByExample)
 {
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FormatFloat("-;YES", -1, fs), "YES");
-    EXPECT_EQ(FormatFloat("-;YES", 0, fs), "-");
-    EXPECT_EQ(FormatFloat("0.0", 2, fs), "2.0");
-    EXPECT_EQ(FormatFloat("#,##0.00", 1234567.891, fs), "1,234,567.89");
-    EXPECT_EQ(FormatFloat("0.00E+00", 12345, fs), "1.23E+04");
-    EXPECT_EQ(FormatFloat("0.0", 0.25, fs), "0.3");
-    EXPECT_EQ(FormatFloat("0.00", 2.675, fs), "2.67");
-}
-
-TEST(FormatFloat, DigitPlaceholders)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FormatFloat("0.##", 1, fs), "1");
-    EXPECT_EQ(FormatFloat("0.##", 1.5, fs), "1.5");
-    EXPECT_EQ(FormatFloat("0.##", 1.005, fs), "1"); // 1.005 is stored below the half
-    EXPECT_EQ(FormatFloat("#.##", 0.5, fs), ".5");
-    EXPECT_EQ(FormatFloat("#.##", 0, fs), ""); // no digit of zero is significant
-    EXPECT_EQ(FormatFloat("#.##E+00", 1234, fs), "1.23E+03");
-    EXPECT_EQ(FormatFloat("##0.0E+0", 1234, fs), "123.4E+1");
-    EXPECT_EQ(FormatFloat("000", 7, fs), "007");
-    EXPECT_EQ(FormatFloat("0", 123456, fs), "123456");
-    EXPECT_EQ(FormatFloat("#,##0", 5, fs), "5");
-    EXPECT_EQ(FormatFloat("#,##0", 1000, fs), "1,000");
-    EXPECT_EQ(FormatFloat("#,##0", 999.5, fs), "1,000");
-    EXPECT_EQ(FormatFloat("0,000", 5, fs), "0,005");
-    EXPECT_EQ(FormatFloat("#,##0.00", 0, fs), "0.00");
-    EXPECT_EQ(FormatFloat("#,##0.00", -1234567.891, fs), "-1,234,567.89");
-    EXPECT_EQ(FormatFloat("0.000", 1.0005, fs), "1.000"); // below the half as stored
-    EXPECT_EQ(FormatFloat("0.000", 1.00051, fs), "1.001");
-    EXPECT_EQ(FormatFloat("#,##0.00", 1234567.891, Comma()), "1.234.567,89");
-    EXPECT_EQ(FormatFloat("0.0", 0.25, Comma()), "0,3");
-}
-
-TEST(FormatFloat, SectionsAndSigns)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FormatFloat("0.0;(0.0)", -1.25, fs), "(1.3)");
-    EXPECT_EQ(FormatFloat("0.0;(0.0);zero", 0, fs), "zero");
-    EXPECT_EQ(FormatFloat("0.0;;zero", -2, fs), "-2.0");
-    EXPECT_EQ(FormatFloat("0.0", -2, fs), "-2.0");
-    // A value that shows as zero takes the zero section, unsigned.
-    EXPECT_EQ(FormatFloat("0.0;(0.0);zero", -0.01, fs), "zero");
-    EXPECT_EQ(FormatFloat("0.0", -0.01, fs), "0.0");
-    EXPECT_EQ(FormatFloat("0.0;(0.0);zero;ignored", 1, fs), "1.0");
-    EXPECT_EQ(FormatFloat("'a;b' 0;x", 1, fs), "a;b 1");
-}
-
-TEST(FormatFloat, LiteralsAndQuotes)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FormatFloat("0.0 \"dB(A)\"", 55.25, fs), "55.3 dB(A)");
-    EXPECT_EQ(FormatFloat("'#'0", 3, fs), "#3");
-    EXPECT_EQ(FormatFloat("0 m", 3, fs), "3 m");
-    EXPECT_EQ(FormatFloat("x", 3, fs), "x");
-    EXPECT_EQ(FormatFloat("'unterminated 0", 3, fs), "unterminated 0");
-    EXPECT_EQ(FormatFloat("0,", 3, fs), "3,");
-}
-
-TEST(FormatFloat, Scientific)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(FormatFloat("0.00E+00", 0.00012345, fs), "1.23E-04");
-    EXPECT_EQ(FormatFloat("0.00E-00", 12345, fs), "1.23E04");
-    EXPECT_EQ(FormatFloat("0.00E-00", 0.012345, fs), "1.23E-02");
-    EXPECT_EQ(FormatFloat("0.00e+000", 12345, fs), "1.23e+004");
-    EXPECT_EQ(FormatFloat("00.0E+0", 12345, fs), "12.3E+3");
-    EXPECT_EQ(FormatFloat("0.00E+00", 0, fs), "0.00E+00");
-    EXPECT_EQ(FormatFloat("0.##E+00", 10, fs), "1E+01");
-    EXPECT_EQ(FormatFloat("0.00E+00", 9.996, fs), "1.00E+01");
-    EXPECT_EQ(FormatFloat("0.00E+00", -12345, Comma()), "-1,23E+04");
-    EXPECT_EQ(FormatFloat("0E", 5, fs), "5E");
+    const struct {
+        const char *Format;
+        double Value;
+        char Separator;
+        const char *Want;
+    } cases[] = {
+        {"-;YES", -1, '.', "YES"},
+        {"-;YES", 0, '.', "-"},
+        {"0.0", 2, '.', "2.0"},
+        {"#,##0.00", 1234567.891, '.', "1,234,567.89"},
+        {"0.00E+00", 12345, '.', "1.23E+04"},
+        {"0.0", 0.25, '.', "0.3"},
+        {"0.00", 2.675, '.', "2.67"},
+        {"0.##", 1, '.', "1"},
+        {"0.##", 1.5, '.', "1.5"},
+        {"0.##", 1.005, '.', "1"}, // 1.005 is stored below the half
+        {"#.##", 0.5, '.', ".5"},
+        {"#.##", 0, '.', ""}, // no digit of zero is significant
+        {"#.##E+00", 1234, '.', "1.23E+03"},
+        {"##0.0E+0", 1234, '.', "123.4E+1"},
+        {"000", 7, '.', "007"},
+        {"0", 123456, '.', "123456"},
+        {"#,##0", 5, '.', "5"},
+        {"#,##0", 1000, '.', "1,000"},
+        {"#,##0", 999.5, '.', "1,000"},
+        {"0,000", 5, '.', "0,005"},
+        {"#,##0.00", 0, '.', "0.00"},
+        {"#,##0.00", -1234567.891, '.', "-1,234,567.89"},
+        {"0.000", 1.0005, '.', "1.000"}, // below the half as stored
+        {"0.000", 1.00051, '.', "1.001"},
+        {"#,##0.00", 1234567.891, ',', "1.234.567,89"},
+        {"0.0", 0.25, ',', "0,3"},
+        {"0.0;(0.0)", -1.25, '.', "(1.3)"},
+        {"0.0;(0.0);zero", 0, '.', "zero"},
+        {"0.0;;zero", -2, '.', "-2.0"},
+        {"0.0", -2, '.', "-2.0"},
+        // A value that shows as zero takes the zero section, unsigned.
+        {"0.0;(0.0);zero", -0.01, '.', "zero"},
+        {"0.0", -0.01, '.', "0.0"},
+        {"0.0;(0.0);zero;ignored", 1, '.', "1.0"},
+        {"'a;b' 0;x", 1, '.', "a;b 1"},
+        {"0.0 \"dB(A)\"", 55.25, '.', "55.3 dB(A)"},
+        {"'#'0", 3, '.', "#3"},
+        {"0 m", 3, '.', "3 m"},
+        {"x", 3, '.', "x"},
+        {"'unterminated 0", 3, '.', "unterminated 0"},
+        {"0,", 3, '.', "3,"},
+        {"0.00E+00", 0.00012345, '.', "1.23E-04"},
+        {"0.00E-00", 12345, '.', "1.23E04"},
+        {"0.00E-00", 0.012345, '.', "1.23E-02"},
+        {"0.00e+000", 12345, '.', "1.23e+004"},
+        {"00.0E+0", 12345, '.', "12.3E+3"},
+        {"0.00E+00", 0, '.', "0.00E+00"},
+        {"0.##E+00", 10, '.', "1E+01"},
+        {"0.00E+00", 9.996, '.', "1.00E+01"},
+        {"0.00E+00", -12345, ',', "-1,23E+04"},
+        {"0E", 5, '.', "5E"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(FormatFloat(c.Format, c.Value, c.Separator == ',' ? Comma() : Point()), c.Want)
+            << c.Format << " " << c.Value;
 }
 
 TEST(FormatFloat, FallbacksAndBadInput)
@@ -261,54 +243,53 @@ TEST(FormatFloat, FallbacksAndBadInput)
     EXPECT_EQ(FormatFloat("0.0E+00 0#", 1, fs), "1.0E+00 0#");
 }
 
-TEST(Format, Integers)
+TEST(Format, ArgumentsByExample)
 {
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(Format("%d", {42}, fs), "42");
-    EXPECT_EQ(Format("%5d|%-5d|", {42, 42}, fs), "   42|42   |");
-    EXPECT_EQ(Format("%.3d", {-5}, fs), "-005");
-    EXPECT_EQ(Format("%d", {qint64(-9000000000)}, fs), "-9000000000");
-    EXPECT_EQ(Format("%d", {std::numeric_limits<int>::min()}, fs), "-2147483648");
-    EXPECT_EQ(Format("%u", {-1}, fs), "4294967295");
-    EXPECT_EQ(Format("%u", {7u}, fs), "7");
-    EXPECT_EQ(Format("%x", {255}, fs), "FF");
-    EXPECT_EQ(Format("%x", {-1}, fs), "FFFFFFFF");
-    EXPECT_EQ(Format("%x", {qint64(-1)}, fs), "FFFFFFFFFFFFFFFF");
-    EXPECT_EQ(Format("%.4x", {255}, fs), "00FF");
-    EXPECT_EQ(Format("%d", {quint64(18446744073709551615ull)}, fs), "18446744073709551615");
-}
-
-TEST(Format, TextAndPercent)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(Format("%s", {QStringLiteral("abc")}, fs), "abc");
-    EXPECT_EQ(Format("[%6s][%-6s]", {QStringLiteral("ab"), QStringLiteral("ab")}, fs), "[    ab][ab    ]");
-    EXPECT_EQ(Format("%.2s", {QStringLiteral("abc")}, fs), "ab");
-    EXPECT_EQ(Format("100%%", {}, fs), "100%");
-    EXPECT_EQ(Format("%s=%d%%", {QStringLiteral("x"), 5}, fs), "x=5%");
-    EXPECT_EQ(Format("no args", {1, 2}, fs), "no args");
-    EXPECT_EQ(Format(QString::fromUtf8("ä%sö"), {QString::fromUtf8("ü")}, fs), QString::fromUtf8("äüö"));
-    EXPECT_EQ(Format("%D %S", {1, QStringLiteral("a")}, fs), "1 a");
-}
-
-TEST(Format, Floats)
-{
-    const TFormatSettings fs = Point();
-    EXPECT_EQ(Format("%f", {1.005}, fs), "1.00");
-    EXPECT_EQ(Format("%f", {2.5}, fs), "2.50");
-    EXPECT_EQ(Format("%.3f", {3.14159}, fs), "3.142");
-    EXPECT_EQ(Format("%.0f", {2.5}, fs), "3");
-    EXPECT_EQ(Format("%8.2f|", {-1.5}, fs), "   -1.50|");
-    EXPECT_EQ(Format("%-8.1f|", {1.25}, fs), "1.3     |");
-    EXPECT_EQ(Format("%e", {1234.5}, fs), "1.23450000000000E+003");
-    EXPECT_EQ(Format("%.3e", {-0.000123}, fs), "-1.23E-004");
-    EXPECT_EQ(Format("%g", {1234.5}, fs), "1234.5");
-    EXPECT_EQ(Format("%g", {1e20}, fs), "1E020");
-    EXPECT_EQ(Format("%.3g", {1234.5}, fs), "1.23E003");
-    EXPECT_EQ(Format("%f", {NaN}, fs), "NAN");
-    EXPECT_EQ(Format("%.3f", {3.14159}, Comma()), "3,142");
-    EXPECT_EQ(Format("%e", {1.5}, Comma()), "1,50000000000000E+000");
-    EXPECT_EQ(Format("%g", {0.5f}, Comma()), "0,5");
+    const struct {
+        QString Format;
+        QVariantList Args;
+        char Separator;
+        QString Want;
+    } cases[] = {
+        {"%d", {42}, '.', "42"},
+        {"%5d|%-5d|", {42, 42}, '.', "   42|42   |"},
+        {"%.3d", {-5}, '.', "-005"},
+        {"%d", {qint64(-9000000000)}, '.', "-9000000000"},
+        {"%d", {std::numeric_limits<int>::min()}, '.', "-2147483648"},
+        {"%u", {-1}, '.', "4294967295"},
+        {"%u", {7u}, '.', "7"},
+        {"%x", {255}, '.', "FF"},
+        {"%x", {-1}, '.', "FFFFFFFF"},
+        {"%x", {qint64(-1)}, '.', "FFFFFFFFFFFFFFFF"},
+        {"%.4x", {255}, '.', "00FF"},
+        {"%d", {quint64(18446744073709551615ull)}, '.', "18446744073709551615"},
+        {"%s", {QStringLiteral("abc")}, '.', "abc"},
+        {"[%6s][%-6s]", {QStringLiteral("ab"), QStringLiteral("ab")}, '.', "[    ab][ab    ]"},
+        {"%.2s", {QStringLiteral("abc")}, '.', "ab"},
+        {"100%%", {}, '.', "100%"},
+        {"%s=%d%%", {QStringLiteral("x"), 5}, '.', "x=5%"},
+        {"no args", {1, 2}, '.', "no args"},
+        {QString::fromUtf8("ä%sö"), {QString::fromUtf8("ü")}, '.', QString::fromUtf8("äüö")},
+        {"%D %S", {1, QStringLiteral("a")}, '.', "1 a"},
+        {"%f", {1.005}, '.', "1.00"},
+        {"%f", {2.5}, '.', "2.50"},
+        {"%.3f", {3.14159}, '.', "3.142"},
+        {"%.0f", {2.5}, '.', "3"},
+        {"%8.2f|", {-1.5}, '.', "   -1.50|"},
+        {"%-8.1f|", {1.25}, '.', "1.3     |"},
+        {"%e", {1234.5}, '.', "1.23450000000000E+003"},
+        {"%.3e", {-0.000123}, '.', "-1.23E-004"},
+        {"%g", {1234.5}, '.', "1234.5"},
+        {"%g", {1e20}, '.', "1E020"},
+        {"%.3g", {1234.5}, '.', "1.23E003"},
+        {"%f", {NaN}, '.', "NAN"},
+        {"%.3f", {3.14159}, ',', "3,142"},
+        {"%e", {1.5}, ',', "1,50000000000000E+000"},
+        {"%g", {0.5f}, ',', "0,5"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Format(c.Format, c.Args, c.Separator == ',' ? Comma() : Point()), c.Want)
+            << qPrintable(c.Format);
 }
 
 TEST(Format, MismatchesThrowNamingTheFormat)

@@ -3,10 +3,10 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
-#include <QTimer>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <numeric>
 #include <vector>
 
 using namespace wn;
@@ -16,11 +16,6 @@ namespace {
 class TCountingThread : public TThread
 {
 public:
-    explicit TCountingThread(bool createSuspended = true)
-    {
-        if (!createSuspended)
-            Resume();
-    }
     ~TCountingThread() override { TerminateAndWait(); }
 
     std::atomic<int> Loops{0};
@@ -60,9 +55,13 @@ void PumpUntil(const std::function<bool()> &done)
 
 } // namespace
 
-TEST(TThreadTest, SuspendedUntilResumed)
+TEST(TThreadTest, SuspendedUntilResumedAndTheRunHelper)
 {
+    TCountingThread never;
+    EXPECT_EQ(never.WaitFor(), 0); // never started: returns at once
     TCountingThread t;
+    t.SetPriority(tpLower);
+    EXPECT_EQ(t.Priority(), tpLower);
     EXPECT_TRUE(t.Suspended());
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ(t.Loops.load(), 0);
@@ -75,23 +74,10 @@ TEST(TThreadTest, SuspendedUntilResumed)
     EXPECT_TRUE(t.Terminated());
     EXPECT_EQ(t.WaitFor(), 42);
     EXPECT_TRUE(t.Finished());
-}
-
-TEST(TThreadTest, RunningFromTheConstructorAndRunHelper)
-{
-    TCountingThread t(false);
-    while (t.Loops.load() == 0)
-        std::this_thread::yield();
+    // Started at once; the destructor terminates and waits.
     std::unique_ptr<TCountingThread> u(TThread::Run<TCountingThread>());
     while (u->Loops.load() == 0)
         std::this_thread::yield();
-    // Destructors terminate and wait.
-}
-
-TEST(TThreadTest, WaitForOnANeverStartedThreadReturnsAtOnce)
-{
-    TCountingThread t;
-    EXPECT_EQ(t.WaitFor(), 0);
 }
 
 TEST(TThreadTest, FreeOnTerminateDeletesTheObjectAfterOnTerminate)
@@ -130,44 +116,34 @@ TEST(TThreadTest, SynchronizeRunsInTheGuiThreadWhileItsLoopRuns)
     PumpUntil([&] { return finished.load(); });
     ASSERT_TRUE(finished.load());
     EXPECT_TRUE(allInGui);
-    ASSERT_EQ(order.size(), 50u);
-    for (int i = 0; i < 50; ++i)
-        EXPECT_EQ(order[std::size_t(i)], i);
-}
-
-TEST(TThreadTest, SynchronizeFromTheGuiThreadIsADirectCall)
-{
+    std::vector<int> expected(50);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
+    // From the GUI thread itself it is a direct call.
     int calls = 0;
     TThread::Synchronize([&] { ++calls; });
     EXPECT_EQ(calls, 1);
 }
 
-TEST(TThreadTest, WaitForInTheGuiThreadServesSynchronize)
+// The GUI thread blocks in WaitFor while the worker needs it: no deadlock; an exception thrown in
+// the GUI thread goes back to the worker.
+TEST(TThreadTest, WaitForInTheGuiThreadServesSynchronizeAndItsExceptions)
 {
-    // The GUI thread blocks in WaitFor while the worker needs it: no deadlock.
     int value = 0;
+    bool caught = false;
     TFunctionThread worker([&](TFunctionThread &self) {
         TThread::Synchronize([&] { value = 7; });
-        self.ReturnValue = 3;
-    });
-    worker.Resume();
-    EXPECT_EQ(worker.WaitFor(), 3);
-    EXPECT_EQ(value, 7);
-}
-
-TEST(TThreadTest, SynchronizePassesExceptionsBackToTheWorker)
-{
-    std::atomic<bool> caught{false};
-    TFunctionThread worker([&](TFunctionThread &) {
         try {
             TThread::Synchronize([] { throw std::runtime_error("in gui"); });
         } catch (const std::runtime_error &) {
             caught = true;
         }
+        self.ReturnValue = 3;
     });
     worker.Resume();
-    worker.WaitFor();
-    EXPECT_TRUE(caught.load());
+    EXPECT_EQ(worker.WaitFor(), 3);
+    EXPECT_EQ(value, 7);
+    EXPECT_TRUE(caught);
 }
 
 TEST(TThreadTest, ManyWorkersSynchronizingAtOnce)
@@ -188,15 +164,6 @@ TEST(TThreadTest, ManyWorkersSynchronizingAtOnce)
         w->WaitFor();
     EXPECT_EQ(total.load(), 800);
     EXPECT_EQ(guiTotal, 800);
-}
-
-TEST(TThreadTest, PriorityIsRecorded)
-{
-    TCountingThread t;
-    t.SetPriority(tpLower);
-    EXPECT_EQ(t.Priority(), tpLower);
-    t.Resume();
-    t.TerminateAndWait();
 }
 
 TEST(TSimpleEventTest, SetResetAndTimeOut)

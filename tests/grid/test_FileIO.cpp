@@ -15,11 +15,9 @@ using namespace wntest;
 
 namespace {
 
-class FileIOTest : public ::testing::Test
+class FileIOTest : public TTempDirTest
 {
 protected:
-    QString Path(const QString &name) const { return Dir.filePath(name); }
-
     // A file of records written through TFileIO.
     QString Records(const QString &name, const std::function<void(TFileIO &)> &write)
     {
@@ -30,8 +28,6 @@ protected:
         EXPECT_FALSE(io.Error());
         return Path(name);
     }
-
-    QTemporaryDir Dir;
 };
 
 } // namespace
@@ -77,7 +73,7 @@ TEST_F(FileIOTest, HeaderCommentAndRecordsGiveTheBytesWorkedOutByHandAndReadBack
     EXPECT_EQ(QByteArray(buf, 2), QByteArray("pq"));
 
     // The extension of the name is padded or cut to four characters.
-    QDir(Dir.path()).mkdir("dir.d");
+    QDir(dir.path()).mkdir("dir.d");
     const std::pair<const char *, QByteArray> extensions[] = {{"a.ab", ".ab "},       {"noext", "    "},
                                                               {"photo.jpeg", ".jpe"}, {"x.tar.gz", ".gz "},
                                                               {"a.", ".   "},         {"dir.d/file", "    "}};
@@ -97,7 +93,7 @@ TEST_F(FileIOTest, OpeningFailuresAndHeadersThatDoNotFit)
     std::int32_t version = 0;
     EXPECT_THROW(io.Open(Path("missing")), EInOutError);
     EXPECT_THROW(io.Make(Path("no/such/dir/file")), EInOutError);
-    EXPECT_THROW(io.Open(Dir.path()), EInOutError);
+    EXPECT_THROW(io.Open(dir.path()), EInOutError);
     EXPECT_THROW(io.OpenHeader(Path("missing"), comment, version), EInOutError);
     for (const QByteArray &bytes : {QByteArray(), Bytes({0x21}), Bytes({0x21, 0x00, 0x0A})}) {
         EXPECT_FALSE(io.OpenHeader(WriteAll(Path("short"), bytes), comment, version)) << bytes.size();
@@ -279,7 +275,7 @@ TEST_F(FileIOTest, AWriteThatFallsShortIsRecordedAndLeavesTheOldFile)
         EXPECT_EQ(io.ErrorCode(), cFileIOWriteShort);
         EXPECT_EQ(ReadAll(name), QByteArray("old"));
     }
-    EXPECT_EQ(QDir(Dir.path()).entryList(QDir::Files), QStringList{"old.dat"});
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{"old.dat"});
 }
 
 TEST_F(FileIOTest, CutFilesAndHeadsPromisingMoreReadShort)
@@ -342,7 +338,7 @@ TEST_F(FileIOTest, TextFileLinesAndSizes)
     WriteAll(Path("five.txt"), QByteArray("12345"));
     const std::pair<QString, std::int64_t> sizes[] = {
         {Path("five.txt"), 5}, {Path("fi*.t?t"), 5}, {Path("empty.txt"), 0}, {Path("missing.txt"), 0},
-        {Dir.path(), 0},       {Path("*.none"), 0},  {QString(), 0}};
+        {dir.path(), 0},       {Path("*.none"), 0},  {QString(), 0}};
     for (const auto &[file, size] : sizes) {
         std::int64_t got = -1;
         EXPECT_EQ(GetTextFilesize(file, got), size > 0) << qPrintable(file);

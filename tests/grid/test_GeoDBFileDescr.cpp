@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QtEndian>
 
 #include <gtest/gtest.h>
 
@@ -18,9 +19,8 @@ namespace {
 
 QByteArray Le32(std::int32_t value)
 {
-    QByteArray bytes;
-    for (int i = 0; i < 4; ++i)
-        bytes.append(char((std::uint32_t(value) >> (8 * i)) & 0xFF));
+    QByteArray bytes(4, '\0');
+    qToLittleEndian(value, bytes.data());
     return bytes;
 }
 
@@ -70,16 +70,7 @@ QByteArray OldGeoBlock(int size, int declaredLength, const QByteArray &text)
     return block;
 }
 
-class GeoDescrTest : public ::testing::Test
-{
-protected:
-    QTemporaryDir dir;
-
-    QString Write(const QString &name, const QByteArray &bytes)
-    {
-        return wntest::WriteAll(dir.filePath(name), bytes);
-    }
-};
+using GeoDescrTest = wntest::TTempDirTest;
 
 } // namespace
 

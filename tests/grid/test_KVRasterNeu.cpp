@@ -33,11 +33,9 @@ QByteArray Hex(const char *hex)
     return QByteArray::fromHex(hex);
 }
 
-class RKFileTest : public ::testing::Test
+class RKFileTest : public wntest::TTempDirTest
 {
 protected:
-    QString Path(const QString &name) const { return dir.filePath(name); }
-
     // Two columns, one row; H byte, W1 none, W2 small int: a cell of 4 bytes.
     void FillSmallGrid(TRKFile &f)
     {
@@ -84,8 +82,6 @@ protected:
         EXPECT_TRUE(f.CreateEmptyGrid(nullptr, 0));
         return f.FileName();
     }
-
-    QTemporaryDir dir;
 };
 
 TEST_F(RKFileTest, NewFileHasTheExpectedBytes)

@@ -1,6 +1,7 @@
 #pragma once
 // Helpers of the socket tests: waiting with the event loop running, raw POSIX peers on
-// 127.0.0.1 with time-outs, and the descriptor/thread count check every test ends with.
+// 127.0.0.1 with time-outs, loopback servers, and the descriptor/thread check every test ends
+// with.
 
 #include "framework/ApplicationExceptions.h"
 #include "sockets/MyScktComp.h"
@@ -8,7 +9,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QMetaProperty>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -19,19 +19,20 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
-namespace sockettest {
-
-inline int CountEntries(const char *dir)
+// Failure messages show texts as text.
+inline void PrintTo(const QString &s, std::ostream *os)
 {
-    return static_cast<int>(
-        QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size());
+    *os << '"' << s.toStdString() << '"';
 }
+
+namespace sockettest {
 
 // Runs the event loop (and waiting Synchronize calls) until pred holds or timeoutMs passed.
 inline bool WaitUntil(const std::function<bool()> &pred, int timeoutMs = 5000)
@@ -53,8 +54,17 @@ inline void Pump(int ms)
     WaitUntil([] { return false; }, ms);
 }
 
-// Every socket test checks that it gave back the descriptors and threads it used. Threads
-// that free themselves and look-up workers end shortly after the test's last step.
+// The process's open descriptors and running threads.
+inline std::pair<qsizetype, qsizetype> Resources()
+{
+    const auto count = [](const char *dir) {
+        return QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size();
+    };
+    return {count("/proc/self/fd"), count("/proc/self/task")};
+}
+
+// Every socket test checks that it gave back the descriptors and threads it used; threads that
+// free themselves and look-up threads end shortly after the test's last step.
 class SocketTest : public ::testing::Test
 {
 protected:
@@ -68,72 +78,58 @@ protected:
         }();
         (void)helperStarted;
         Pump(1);
-        FDescriptors = CountEntries("/proc/self/fd");
-        FThreads = CountEntries("/proc/self/task");
-        FStartups = wn::winsock::StartupCount();
+        FBefore = Resources();
     }
     void TearDown() override
     {
-        WaitUntil([this] {
-            return CountEntries("/proc/self/fd") == FDescriptors &&
-                   CountEntries("/proc/self/task") == FThreads && wn::winsock::PendingLookups() == 0;
-        });
-        EXPECT_EQ(CountEntries("/proc/self/fd"), FDescriptors) << "descriptors leaked";
-        EXPECT_EQ(CountEntries("/proc/self/task"), FThreads) << "threads left running";
-        EXPECT_EQ(wn::winsock::StartupCount(), FStartups) << "start-up/clean-up unbalanced";
+        WaitUntil([this] { return Resources() == FBefore; });
+        EXPECT_EQ(Resources(), FBefore) << "(descriptors, threads) left behind";
     }
 
 private:
-    int FDescriptors = 0;
-    int FThreads = 0;
-    int FStartups = 0;
+    std::pair<qsizetype, qsizetype> FBefore;
 };
 
-inline sockaddr_in Loopback(std::uint16_t port)
-{
-    return sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-}
-
-// A blocking TCP socket whose sends and receives give up after five seconds.
-inline int RawSocket()
+// A blocking TCP socket whose sends and receives give up after five seconds, and the address
+// 127.0.0.1:port.
+inline int RawSocket(std::uint16_t port, sockaddr_in &addr)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval tv{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    addr = sockaddr_in{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     return fd;
 }
 
 // A raw listening socket on 127.0.0.1 with an ephemeral port.
-class RawListener
-{
-public:
-    RawListener() : Fd(RawSocket())
+struct RawListener {
+    RawListener()
     {
-        sockaddr_in a = Loopback(0);
-        ::bind(Fd, reinterpret_cast<sockaddr *>(&a), sizeof a);
-        ::listen(Fd, 16);
+        sockaddr_in a;
         socklen_t len = sizeof a;
+        Fd = RawSocket(0, a);
+        ::bind(Fd, reinterpret_cast<sockaddr *>(&a), len);
+        ::listen(Fd, 16);
         ::getsockname(Fd, reinterpret_cast<sockaddr *>(&a), &len);
         Port = ntohs(a.sin_port);
     }
     ~RawListener() { ::close(Fd); }
-    // Bounded by the receive time-out; -1 when nobody came. The accepted socket inherits it.
+    // Bounded by the receive time-out; -1 when nobody came.
     int Accept() { return ::accept4(Fd, nullptr, nullptr, SOCK_CLOEXEC); }
     int Fd;
-    std::uint16_t Port = 0;
+    std::uint16_t Port;
 };
 
 // A raw blocking client connected to 127.0.0.1:port, or -1.
 inline int RawConnect(std::uint16_t port)
 {
-    const int fd = RawSocket();
-    sockaddr_in a = Loopback(port);
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
+    sockaddr_in a;
+    const int fd = RawSocket(port, a);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0)
+        return fd;
+    ::close(fd);
+    return -1;
 }
 
 // A port that nothing listens on (bound and released at once).
@@ -142,6 +138,7 @@ inline std::uint16_t UnusedPort()
     return RawListener().Port;
 }
 
+// Reads until want bytes came, the peer closed or the receive time-out passed.
 inline std::string ReadAll(int fd, std::size_t want)
 {
     std::string out;
@@ -186,16 +183,6 @@ inline void ResetAndClose(int fd)
     ::close(fd);
 }
 
-// The names of the properties a component class adds, in declaration order.
-inline QStringList PublishedNames(const QObject &o)
-{
-    const QMetaObject *mo = o.metaObject();
-    QStringList names;
-    for (int i = mo->propertyOffset(); i < mo->propertyCount(); ++i)
-        names << QString::fromLatin1(mo->property(i).name());
-    return names;
-}
-
 // Runs f and expects it to raise an ESocketError with the given message.
 inline void ExpectSocketError(const std::function<void()> &f, const QString &message)
 {
@@ -207,22 +194,39 @@ inline void ExpectSocketError(const std::function<void()> &f, const QString &mes
     }
 }
 
-// The message of a failed call as CheckSocketResult words it.
-inline QString SocketErrorText(int code, const char *op)
+// The message of a failed call, for the system's errno behind the model's code.
+inline QString SocketErrorText(int errnoValue, int code, const char *op)
 {
-    return wn::sWindowsSocketError.arg(wn::winsock::SysErrorMessage(code), QString::number(code),
-                                       QString::fromLatin1(op));
+    return wn::sWindowsSocketError.arg(QString::fromLocal8Bit(std::strerror(errnoValue)),
+                                       QString::number(code), QString::fromLatin1(op));
 }
 
+// Records what reaches the application's handle and show hooks while it lives.
+struct ApplicationExceptions {
+    std::vector<QString> Handled, Shown;
+    std::atomic<bool> ShownInGui{true};
+    wn::TApplicationExceptionHandler PreviousHandle = wn::SetApplicationHandleException(
+        [this](wn::TObject *, const std::exception &e) { Handled.push_back(QString::fromUtf8(e.what())); });
+    wn::TShowExceptionHandler PreviousShow = wn::SetApplicationShowException([this](const wn::Exception &e) {
+        Shown.push_back(e.Message());
+        ShownInGui = ShownInGui && wn::TThread::InGuiThread();
+    });
+    ~ApplicationExceptions()
+    {
+        wn::SetApplicationHandleException(PreviousHandle);
+        wn::SetApplicationShowException(PreviousShow);
+    }
+};
+
 // A server core whose asynchronous listen keeps to the loopback interface, so that no test
-// listens on every interface; the rest is the palette component's behaviour.
+// listens on every interface.
 class LoopbackServerCore : public wn::TServerWinSocket
 {
 public:
     using wn::TServerWinSocket::TServerWinSocket;
 
 protected:
-    in_addr_t AsyncListenAddress() const override { return htonl(INADDR_LOOPBACK); }
+    wn::TInAddr AsyncListenAddress() const override { return htonl(INADDR_LOOPBACK); }
 };
 
 class FunctionWorker : public wn::TServerClientThread
@@ -239,6 +243,7 @@ private:
     std::function<void(wn::TServerClientThread &)> FBody;
 };
 
+// The palette server on 127.0.0.1, listening on an ephemeral port.
 class LoopbackServerSocket : public wn::TWNServerSocket
 {
 public:
@@ -249,7 +254,6 @@ public:
         FServerSocket->SetThreadCacheSize(10);
         SetAddress(QStringLiteral("127.0.0.1"));
     }
-    // Listens on an ephemeral port.
     void Start(wn::TServerType type)
     {
         SetServerType(type);

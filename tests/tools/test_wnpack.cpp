@@ -18,7 +18,7 @@ using namespace wntest;
 
 namespace {
 
-class Wnpack : public ::testing::Test
+class Wnpack : public TTempDirTest
 {
 protected:
     void SetUp() override
@@ -27,14 +27,11 @@ protected:
             GTEST_SKIP() << "wnpack is not built";
     }
 
-    QString Path(const char *name) const { return dir.filePath(QLatin1String(name)); }
     TToolRun Run(const QStringList &args, TRunOptions options = {}) const
     {
         options.WorkDir = dir.path();
         return RunWnpack(args, options);
     }
-
-    QTemporaryDir dir;
 };
 
 // The default palette: record 70 of 720 bytes behind the header and an empty comment.
@@ -56,7 +53,7 @@ TEST_F(Wnpack, HelpVersionAndExitStatus)
     for (const QString &line : help.Out.split('\n'))
         if (line.startsWith("  ") && line.size() > 19)
             names << line.mid(2, 16).trimmed();
-    EXPECT_EQ(names.size(), 14) << qPrintable(help.Out);
+    EXPECT_EQ(names.size(), 17) << qPrintable(help.Out);
     for (const QString &name : names) {
         const QStringList words = name.split(' ');
         for (const QStringList &args :

@@ -16,18 +16,7 @@ using wntest::ReadAll;
 
 namespace {
 
-class IniFile : public ::testing::Test
-{
-protected:
-    QString Path(const QString &name) const { return dir.filePath(name); }
-
-    QString Write(const QString &name, const QByteArray &bytes) const
-    {
-        return wntest::WriteAll(Path(name), bytes);
-    }
-
-    QTemporaryDir dir;
-};
+using IniFile = wntest::TTempDirTest;
 
 const QByteArray kIrregular = "junk before any section=1\r\n"
                               "[Main]\r\n"

@@ -1,14 +1,17 @@
-// Draws the navigator and player glyph bitmaps into resources/ and writes the .qrc that embeds
-// them. Run it as `glyphgen <resources folder>` after changing a picture; the PNGs are committed,
-// so the build itself never runs this program.
+// Draws the package's bitmaps into resources/ and writes the .qrc files that embed them: the
+// navigator and player glyphs (navigators.qrc), the 24 x 24 palette pictures of the components
+// (palette.qrc) and the form designer's picture for components without one (designer.qrc). Run it
+// as `glyphgen <resources folder>` after changing a picture; the PNGs are committed, so the build
+// itself never runs this program.
 //
-// Every picture is drawn as a mask on a pixel grid: 0 is background, 1 is the shape's outline,
+// Every glyph is drawn as a mask on a pixel grid: 0 is background, 1 is the shape's outline,
 // 2 its inside. The variants are derived from the mask, so the enabled, disabled and coloured
-// pictures of a button always show the same shape.
+// pictures of a button always show the same shape. The palette pictures are drawn in colour from
+// rectangles and small pixel maps.
 
 #include <QDir>
-#include <QFile>
 #include <QImage>
+#include <QSaveFile>
 #include <QString>
 #include <QStringList>
 #include <QTextStream>
@@ -20,6 +23,7 @@
 #include <functional>
 #include <initializer_list>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -329,6 +333,312 @@ void DrawColoured(QImage &img, Mask m, QRgb colour)
                 img.setPixel(x, y, m.At(x, y) == 2 ? colour : Ink);
 }
 
+// ---- palette pictures: 24 x 24 in colour ----
+
+constexpr int PalSize = 24;
+
+// The colours of the palette pictures by letter; '.' is the transparent olive.
+QRgb PalColour(char c)
+{
+    switch (c) {
+    case 'k': return Ink;
+    case 'g': return Gray;
+    case 'l': return qRgb(192, 192, 192);
+    case 'w': return White;
+    case 'r': return qRgb(224, 0, 0);
+    case 'o': return qRgb(255, 144, 0);
+    case 'y': return qRgb(255, 232, 0);
+    case 'G': return qRgb(0, 168, 0);
+    case 'e': return qRgb(0, 104, 0);
+    case 'c': return qRgb(0, 208, 255);
+    case 'b': return qRgb(0, 64, 255);
+    case 'n': return qRgb(0, 0, 128);
+    case 'p': return qRgb(144, 0, 176);
+    default: return Olive;
+    }
+}
+
+struct Canvas {
+    QImage Img = Blank(PalSize, PalSize);
+
+    void Fill(int x0, int y0, int x1, int y1, char c)
+    {
+        for (int y = y0; y <= y1; ++y)
+            for (int x = x0; x <= x1; ++x)
+                Img.setPixel(x, y, PalColour(c));
+    }
+    void Frame(int x0, int y0, int x1, int y1, char c)
+    {
+        Fill(x0, y0, x1, y0, c);
+        Fill(x0, y1, x1, y1, c);
+        Fill(x0, y0, x0, y1, c);
+        Fill(x1, y0, x1, y1, c);
+    }
+    // A raised face: light top and left edges, dark bottom and right edges.
+    void Raised(int x0, int y0, int x1, int y1)
+    {
+        Fill(x0, y0, x1, y1, 'l');
+        Fill(x0, y0, x1, y0, 'w');
+        Fill(x0, y0, x0, y1, 'w');
+        Fill(x0 + 1, y1, x1, y1, 'g');
+        Fill(x1, y0 + 1, x1, y1, 'g');
+    }
+    // A small pixel map at (x, y); '.' leaves the picture as it is.
+    void Map(int x, int y, std::initializer_list<const char *> rows)
+    {
+        for (const char *row : rows) {
+            for (int i = 0; row[i]; ++i)
+                if (row[i] != '.')
+                    Img.setPixel(x + i, y, PalColour(row[i]));
+            ++y;
+        }
+    }
+    // Text in a 3 x 5 pixel font of the digits, the point and the minus sign; returns the x
+    // after it.
+    int Text(int x, int y, const char *text, char c)
+    {
+        for (const char *p = text; *p; ++p) {
+            const Mask m = DigitMask(*p);
+            for (int dy = 0; dy < m.H; ++dy)
+                for (int dx = 0; dx < m.W; ++dx)
+                    if (m.At(dx, dy))
+                        Img.setPixel(x + dx, y + dy, PalColour(c));
+            x += m.W + 1;
+        }
+        return x;
+    }
+
+    static Mask DigitMask(char d)
+    {
+        switch (d) {
+        case '0': return FromRows({"###", "#.#", "#.#", "#.#", "###"});
+        case '1': return FromRows({".#.", "##.", ".#.", ".#.", "###"});
+        case '2': return FromRows({"##.", "..#", ".#.", "#..", "###"});
+        case '5': return FromRows({"###", "#..", "##.", "..#", "##."});
+        case '7': return FromRows({"###", "..#", ".#.", ".#.", ".#."});
+        case '.': return FromRows({".", ".", ".", ".", "#"});
+        default: return FromRows({"...", "...", "###", "...", "..."});
+        }
+    }
+};
+
+// A bar of four raised buttons: first, previous, next, last.
+QImage PalNavigator()
+{
+    Canvas c;
+    c.Fill(0, 7, 23, 16, 'k');
+    for (int x = 0; x < PalSize; x += 6)
+        c.Raised(x, 8, x + 5, 15);
+    c.Map(1, 9, {"k..k", "k.kk", "kkkk", "k.kk", "k..k"});
+    c.Map(8, 9, {"..k", ".kk", "kkk", ".kk", "..k"});
+    c.Map(14, 9, {"k..", "kk.", "kkk", "kk.", "k.."});
+    c.Map(19, 9, {"k..k", "kk.k", "kkkk", "kk.k", "k..k"});
+    return c.Img;
+}
+
+// A grid with a grey title row and column, values right-aligned in white cells, one cell selected.
+QImage PalValueGrid()
+{
+    Canvas c;
+    c.Fill(0, 1, 23, 21, 'k');
+    c.Fill(1, 2, 22, 20, 'w');
+    c.Fill(1, 2, 4, 20, 'l');
+    c.Fill(1, 2, 22, 4, 'l');
+    for (int x : {5, 11, 17})
+        c.Fill(x, 2, x, 20, 'g');
+    for (int y : {5, 9, 13, 17})
+        c.Fill(1, y, 22, y, 'g');
+    const int cellX[] = {6, 12, 18};
+    const int cellY[] = {6, 10, 14, 18};
+    for (int row = 0; row < 4; ++row)
+        for (int col = 0; col < 3; ++col) {
+            const bool selected = row == 1 && col == 1;
+            if (selected)
+                c.Fill(cellX[col], cellY[row], cellX[col] + 4, cellY[row] + 2, 'n');
+            const int length = 2 + (row + col) % 2;
+            c.Fill(cellX[col] + 4 - length, cellY[row] + 1, cellX[col] + 3, cellY[row] + 1,
+                   selected ? 'w' : 'k');
+        }
+    return c.Img;
+}
+
+// A sunken white edit box.
+void EditBox(Canvas &c, int x1)
+{
+    c.Fill(0, 5, x1, 18, 'g');
+    c.Fill(1, 6, x1, 18, 'k');
+    c.Fill(2, 7, x1 - 1, 17, 'w');
+    c.Fill(0, 18, x1, 18, 'w');
+    c.Fill(x1, 5, x1, 18, 'w');
+}
+
+// An edit showing 1.5 with an up and a down button at its right edge.
+QImage PalSpinEditReal()
+{
+    Canvas c;
+    EditBox(c, 23);
+    c.Text(3, 10, "1.5", 'k');
+    c.Raised(15, 7, 22, 11);
+    c.Raised(15, 12, 22, 17);
+    c.Map(17, 8, {"..k..", ".kkk."});
+    c.Map(17, 14, {".kkk.", "..k.."});
+    return c.Img;
+}
+
+// An edit showing 0.75 with the text cursor behind it.
+QImage PalFloatEdit()
+{
+    Canvas c;
+    EditBox(c, 23);
+    const int end = c.Text(3, 10, "0.75", 'k');
+    c.Fill(end + 1, 8, end + 1, 16, 'k');
+    return c.Img;
+}
+
+// A report-style list: a title row and three files, each with its icon and two columns of text.
+QImage PalFileListView()
+{
+    Canvas c;
+    c.Fill(0, 1, 23, 22, 'k');
+    c.Fill(1, 2, 22, 21, 'w');
+    c.Raised(1, 2, 14, 5);
+    c.Raised(15, 2, 22, 5);
+    c.Fill(3, 4, 9, 4, 'g');
+    c.Fill(17, 4, 20, 4, 'g');
+    const char icon[] = {'y', 'w', 'w'};
+    for (int i = 0; i < 3; ++i) {
+        const int y = 8 + 5 * i;
+        if (icon[i] == 'y') {
+            c.Map(2, y - 1, {"oo...", "yyyyy", "yyyyy", "yyyyy"});
+        } else {
+            c.Map(2, y - 1, {"kkkk.", "kwwkk", "kwwwk", "kkkkk"});
+        }
+        c.Fill(9, y + 1, 13 - i, y + 1, 'n');
+        c.Fill(17, y + 1, 20, y + 1, 'g');
+    }
+    return c.Img;
+}
+
+// A colour field: a sunken frame holding a red palette colour and the dotted focus frame.
+QImage PalFarbFeld()
+{
+    Canvas c;
+    c.Fill(1, 5, 22, 18, 'g');
+    c.Fill(2, 6, 22, 18, 'k');
+    c.Fill(3, 7, 21, 17, 'r');
+    c.Fill(1, 18, 22, 18, 'w');
+    c.Fill(22, 5, 22, 18, 'w');
+    for (int x = 5; x <= 19; x += 2) {
+        c.Img.setPixel(x, 9, Ink);
+        c.Img.setPixel(x, 15, Ink);
+    }
+    for (int y = 11; y <= 13; y += 2) {
+        c.Img.setPixel(5, y, Ink);
+        c.Img.setPixel(19, y, Ink);
+    }
+    return c.Img;
+}
+
+// A colour scale: the bands of a noise map's legend from quiet green to loud purple.
+QImage PalFarbArray()
+{
+    Canvas c;
+    c.Fill(6, 1, 17, 22, 'k');
+    const char bands[] = {'p', 'b', 'r', 'o', 'y', 'G', 'e'};
+    for (int i = 0; i < 7; ++i)
+        c.Fill(7, 2 + 3 * i, 16, 4 + 3 * i, bands[i]);
+    return c.Img;
+}
+
+// A dialog window: grey, with a blue title bar holding the caption and the close cross.
+Canvas DialogWindow()
+{
+    Canvas c;
+    c.Fill(0, 1, 23, 22, 'k');
+    c.Fill(1, 2, 22, 21, 'l');
+    c.Fill(1, 2, 22, 5, 'n');
+    c.Fill(3, 3, 10, 4, 'w');
+    c.Map(19, 3, {"k.k", ".k.", "k.k"});
+    return c;
+}
+
+// A dialog window with a grid of colours and a button.
+QImage PalFarbDialog()
+{
+    Canvas c = DialogWindow();
+    c.Fill(2, 7, 15, 20, 'k');
+    const char swatch[] = {'r', 'o', 'y', 'G', 'c', 'b', 'p', 'e', 'w'};
+    for (int row = 0; row < 3; ++row)
+        for (int col = 0; col < 3; ++col) {
+            const int x = 3 + 4 * col;
+            const int y = 8 + 4 * row;
+            c.Fill(x, y, x + 2, y + 2, swatch[row * 3 + col]);
+        }
+    c.Raised(17, 17, 21, 20);
+    c.Frame(16, 16, 22, 21, 'k');
+    return c.Img;
+}
+
+// A monitor whose connection leaves to the right, arrow first.
+QImage PalClientSocket()
+{
+    Canvas c;
+    c.Fill(1, 9, 12, 18, 'k');
+    c.Fill(2, 10, 11, 17, 'l');
+    c.Fill(3, 11, 10, 16, 'c');
+    c.Fill(3, 11, 10, 11, 'b');
+    c.Fill(5, 19, 8, 19, 'k');
+    c.Fill(3, 20, 10, 21, 'k');
+    c.Fill(4, 20, 9, 20, 'l');
+    c.Fill(12, 13, 19, 14, 'r');
+    c.Map(18, 10, {"k....", "kk...", "kkk..", "kkkk.", "kkkk.", "kkk..", "kk...", "k...."});
+    c.Map(18, 11, {".", "r", "rr", "rr", "r"});
+    return c.Img;
+}
+
+// A server tower with its drive slots and three connections arriving from the left.
+QImage PalServerSocket()
+{
+    Canvas c;
+    c.Fill(13, 1, 22, 22, 'k');
+    c.Fill(14, 2, 21, 21, 'l');
+    c.Fill(14, 2, 21, 2, 'w');
+    for (int y : {5, 8, 11})
+        c.Fill(15, y, 20, y, 'g');
+    c.Fill(19, 15, 20, 15, 'G');
+    c.Fill(15, 18, 20, 19, 'g');
+    for (int y : {4, 11, 18}) {
+        c.Fill(1, y, 10, y + 1, 'r');
+        c.Map(10, y - 2, {"k..", "kk.", "kkk", "kkk", "kk.", "k.."});
+    }
+    return c.Img;
+}
+
+// A file-open dialog: title bar, an open yellow folder above a list of files, and a button.
+QImage PalFileOpenDlg()
+{
+    Canvas c = DialogWindow();
+    c.Map(3, 7, {"ooo......", "oyyoooooo", "oyyyyyyyo", "oyyyyyyyo", "ooooooooo"});
+    c.Fill(2, 13, 21, 20, 'k');
+    c.Fill(3, 14, 20, 19, 'w');
+    for (int y : {15, 18})
+        c.Fill(4, y, 12, y, 'k');
+    c.Raised(15, 7, 21, 11);
+    c.Frame(14, 6, 22, 12, 'k');
+    return c.Img;
+}
+
+// Form designer's picture for a component without one: a grey component block.
+QImage PalDefault()
+{
+    Canvas c;
+    c.Fill(3, 3, 20, 20, 'k');
+    c.Raised(4, 4, 19, 19);
+    c.Fill(8, 8, 15, 15, 'g');
+    c.Raised(9, 9, 14, 14);
+    return c.Img;
+}
+
 bool Save(const QImage &img, const QDir &dir, const QString &name, QStringList &written)
 {
     const QString file = name + ".png";
@@ -338,6 +648,23 @@ bool Save(const QImage &img, const QDir &dir, const QString &name, QStringList &
     }
     written << file;
     return true;
+}
+
+bool WriteQrc(const QDir &dir, const char *name, const char *prefix, const QStringList &files)
+{
+    QSaveFile qrc(dir.filePath(QString::fromLatin1(name)));
+    if (qrc.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        QTextStream out(&qrc);
+        out << "<!DOCTYPE RCC>\n<RCC version=\"1.0\">\n<qresource prefix=\"" << prefix << "\">\n";
+        for (const QString &file : files)
+            out << "    <file>" << file << "</file>\n";
+        out << "</qresource>\n</RCC>\n";
+        out.flush();
+        if (qrc.commit())
+            return true;
+    }
+    std::fprintf(stderr, "glyphgen: cannot write %s\n", qPrintable(qrc.fileName()));
+    return false;
 }
 
 } // namespace
@@ -408,15 +735,30 @@ int main(int argc, char **argv)
         ok = Save(cl, dir, "CL_" + name, written) && ok;
     }
 
-    QFile qrc(dir.filePath("navigators.qrc"));
-    if (!qrc.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-        std::fprintf(stderr, "glyphgen: cannot write %s\n", qPrintable(qrc.fileName()));
-        return 1;
-    }
-    QTextStream out(&qrc);
-    out << "<!DOCTYPE RCC>\n<RCC version=\"1.0\">\n<qresource prefix=\"/bitmaps\">\n";
-    for (const QString &file : written)
-        out << "    <file>" << file << "</file>\n";
-    out << "</qresource>\n</RCC>\n";
+    ok = WriteQrc(dir, "navigators.qrc", "/bitmaps", written) && ok;
+
+    // Named by the component's class in upper case, as the form designer looks them up.
+    const std::pair<const char *, QImage> palette[] = {
+        {"TWNCLIENTSOCKET", PalClientSocket()},
+        {"TWNSERVERSOCKET", PalServerSocket()},
+        {"TFARBARRAY", PalFarbArray()},
+        {"TFARBDIALOG", PalFarbDialog()},
+        {"TFARBFELD", PalFarbFeld()},
+        {"TFILELISTVIEW", PalFileListView()},
+        {"TFLOATEDIT", PalFloatEdit()},
+        {"TNAVIGATOR", PalNavigator()},
+        {"TSPINEDITREAL", PalSpinEditReal()},
+        {"TVALUEGRID", PalValueGrid()},
+        // A component of the host product's own, not of this package, whose picture travels here.
+        {"TKVFILEOPENDLG", PalFileOpenDlg()},
+    };
+    QStringList paletteFiles;
+    for (const auto &[name, img] : palette)
+        ok = Save(img, dir, QString::fromLatin1(name), paletteFiles) && ok;
+    ok = WriteQrc(dir, "palette.qrc", "/bitmaps", paletteFiles) && ok;
+
+    QStringList designerFiles;
+    ok = Save(PalDefault(), dir, QStringLiteral("DESIGNER_DEFAULT"), designerFiles) && ok;
+    ok = WriteQrc(dir, "designer.qrc", "/designer", designerFiles) && ok;
     return ok ? 0 : 1;
 }
