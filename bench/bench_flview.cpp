@@ -2,9 +2,9 @@
 // texts and lists, all with descriptions): filling it against listing the folder with QDir and
 // reading the first 1 KiB of every file; sorting its rows by name in natural order against a
 // QCollator numeric-mode sort of the same names.
+#include "WidgetBenchMain.h"
 #include "controls/FLView.h"
 
-#include <QApplication>
 #include <QCollator>
 #include <QDir>
 #include <QFile>
@@ -150,13 +150,4 @@ BENCHMARK(BM_EntryInfoListAndFirstKiB)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SortRowsByName)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_QCollatorNumericSort)->Unit(benchmark::kMillisecond);
 
-int main(int argc, char **argv)
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+WN_WIDGET_BENCHMARK_MAIN()
