@@ -53,7 +53,7 @@ TEST_F(Wnpack, HelpVersionAndExitStatus)
     for (const QString &line : help.Out.split('\n'))
         if (line.startsWith("  ") && line.size() > 19)
             names << line.mid(2, 16).trimmed();
-    EXPECT_EQ(names.size(), 17) << qPrintable(help.Out);
+    EXPECT_EQ(names.size(), 19) << qPrintable(help.Out);
     for (const QString &name : names) {
         const QStringList words = name.split(' ');
         for (const QStringList &args :
@@ -72,7 +72,8 @@ TEST_F(Wnpack, HelpVersionAndExitStatus)
         {{}, "usage: wnpack"},
         {{"frob"}, "wnpack: unknown command \"frob\" (see 'wnpack help')\n"},
         {{"grid"},
-         "wnpack grid: which one? copy, create, export, info, query, sample (see 'wnpack help grid')\n"},
+         "wnpack grid: which one? ask, copy, create, export, info, query, sample, serve (see 'wnpack help "
+         "grid')\n"},
         {{"palette", "show"}, "wnpack palette show: too few arguments (see 'wnpack palette show --help')\n"},
         {{"sortkey", "A0", "--next", "--sorted"}, "--next and --sorted cannot be combined"},
     };
