@@ -1,6 +1,7 @@
 #include "designer/WNDesignerPlugin.h"
 
 #include "colours/KFarbArr.h"
+#include "controls/FLView.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -36,6 +37,9 @@ const TDesignerComponent Components[] = {
      "Field showing a palette colour; a click opens the colour scale", QSize(50, 25), &Make<TFarbFeld>},
     {&TFloatEdit::staticMetaObject, "controls/Floatedit.h", "Edit for a real number that may have no value",
      QSize(121, 21), &Make<TFloatEdit>},
+    {&TFileListView::staticMetaObject, "controls/FLView.h",
+     "List of the files of one folder that match a filter, with icons and descriptions", QSize(320, 150),
+     &Make<TFileListView>},
     {&TNavigator::staticMetaObject, "navigators/navUnit.h", "Button bar for moving through records",
      QSize(240, 25), &Make<TNavigator>},
     {&TValueGrid::staticMetaObject, "controls/ValueGrid.h",

@@ -556,7 +556,7 @@ int RunLength(const QString &s, qsizetype i)
 
 bool StartsWithNoCase(const QString &s, qsizetype i, QLatin1String what)
 {
-    return s.mid(i, what.size()).compare(what, Qt::CaseInsensitive) == 0;
+    return QStringView(s).mid(i, what.size()).compare(what, Qt::CaseInsensitive) == 0;
 }
 
 // Writes one date/time pattern in the runtime's tokens.

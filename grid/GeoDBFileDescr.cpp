@@ -1,10 +1,9 @@
 #include "grid/GeoDBFileDescr.h"
 
 #include "framework/CodePages.h"
-#include "framework/Exceptions.h"
+#include "framework/RegularFile_p.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QtEndian>
 
 #include <cstdint>
@@ -23,13 +22,6 @@ constexpr int kOldTextCapacity = 99;
 // The first four bytes of a current header block, read little-endian, are at least this.
 constexpr std::uint32_t kCurrentHeaderMin = 0x0A303030;
 
-void OpenForReading(QFile &file)
-{
-    if (!file.open(QIODevice::ReadOnly))
-        throw EFOpenError(
-            QStringLiteral("Cannot open file \"%1\". %2").arg(file.fileName(), file.errorString()));
-}
-
 // Reads a little-endian 32-bit number; bytes the file does not deliver count as zero.
 std::uint32_t ReadUInt32(QFile &file)
 {
@@ -43,14 +35,11 @@ std::int32_t ReadInt32(QFile &file)
 }
 
 // Opens the file and reads the file word and the header block's length. False when there is no
-// such file.
+// such regular file.
 bool OpenDescribedFile(const QString &fileName, QFile &file, std::int32_t &headerLength)
 {
-    const QFileInfo info(fileName);
-    if (fileName.isEmpty() || !info.exists() || info.isDir())
+    if (!OpenRegularFile(file, fileName))
         return false;
-    file.setFileName(fileName);
-    OpenForReading(file);
     file.read(2);
     headerLength = ReadInt32(file);
     return true;

@@ -2,6 +2,7 @@
 
 #include "colours/FarbArr.h"
 #include "colours/KFarbArr.h"
+#include "controls/FLView.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -186,6 +187,7 @@ constexpr TUnitRegistration Registrations[] = {
     {"FarbArr", &Register<&TFarbArray::staticMetaObject>},
     {"KFarbArr", &Register<&TFarbDialog::staticMetaObject, &TFarbFeld::staticMetaObject>},
     {"Floatedit", &Register<&TFloatEdit::staticMetaObject>},
+    {"FLView", &Register<&TFileListView::staticMetaObject>},
     {"navUnit", &Register<&TNavigator::staticMetaObject>},
     {"ValueGrid", &Register<&TValueGrid::staticMetaObject>},
     {"PlayNavi", &Register<&TPlayButtons::staticMetaObject>},

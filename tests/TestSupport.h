@@ -13,8 +13,14 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <initializer_list>
+#include <mutex>
+#include <thread>
 
 #include <sys/resource.h>
 
@@ -148,5 +154,38 @@ inline TToolRun RunWnpack(const QStringList &args, const TRunOptions &options = 
 {
     return RunProgram(WnpackProgram(), args, options);
 }
+
+// Ends the test program when a scope is still running after the time-out: a call that blocks
+// forever (on a pipe, say) then fails the test instead of hanging it.
+class TWatchdog
+{
+public:
+    TWatchdog(std::chrono::seconds timeout, const char *what)
+        : FThread([this, timeout, what] {
+              std::unique_lock<std::mutex> lock(FLock);
+              if (!FDone.wait_for(lock, timeout, [this] { return FFinished; })) {
+                  std::fprintf(stderr, "still blocked after %lld s: %s\n", (long long)timeout.count(), what);
+                  std::_Exit(3);
+              }
+          })
+    {}
+    ~TWatchdog()
+    {
+        {
+            std::lock_guard<std::mutex> lock(FLock);
+            FFinished = true;
+        }
+        FDone.notify_all();
+        FThread.join();
+    }
+    TWatchdog(const TWatchdog &) = delete;
+    TWatchdog &operator=(const TWatchdog &) = delete;
+
+private:
+    std::mutex FLock;
+    std::condition_variable FDone;
+    bool FFinished = false;
+    std::thread FThread;
+};
 
 } // namespace wntest

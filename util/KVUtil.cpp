@@ -1,7 +1,7 @@
 #include "util/KVUtil.h"
 
 #include "framework/CodePages.h"
-#include "framework/Exceptions.h"
+#include "framework/RegularFile_p.h"
 #include "framework/SysUtils.h"
 #include "framework/UiServices.h"
 #include "grid/GeoDBFileDescr.h"
@@ -40,22 +40,13 @@ constexpr int kV4RecordBuffer = 1024;
 // The header record of a list file holds 10 bytes; anything up to this size is read whole.
 constexpr int kListHeaderBuffer = 256;
 
-// A data file opened for a description. Open() is false for a missing file; a file that
-// exists but cannot be opened raises EFOpenError. Short reads deliver what there is.
+// A data file opened for a description. Open() is false for a missing file and for anything
+// but a regular file; a file that exists but cannot be opened raises EFOpenError. Short reads
+// deliver what there is.
 class TDescriptionFile
 {
 public:
-    bool Open(const QString &fileName)
-    {
-        const QFileInfo info(fileName);
-        if (fileName.isEmpty() || !info.exists() || info.isDir())
-            return false;
-        FFile.setFileName(fileName);
-        if (!FFile.open(QIODevice::ReadOnly))
-            throw EFOpenError(
-                QStringLiteral("Cannot open file \"%1\". %2").arg(fileName, FFile.errorString()));
-        return true;
-    }
+    bool Open(const QString &fileName) { return OpenRegularFile(FFile, fileName); }
 
     QByteArray Read(qint64 count) { return count > 0 ? FFile.read(count) : QByteArray(); }
     bool Seek(qint64 position) { return FFile.seek(position); }
@@ -145,7 +136,16 @@ QString ShortStringText(const QByteArray &slot, TCodePage page)
 // longer line.
 QByteArray ReadTextLine(QFile &file)
 {
-    QByteArray line = file.readLine(kMaxTextLine);
+    // Read in small pieces: a buffer of the longest line for every line would cost a large
+    // allocation and release per line, which dominates on folders of many small text files.
+    QByteArray line;
+    char piece[512];
+    while (line.size() < kMaxTextLine && !line.endsWith('\n')) {
+        const qint64 read = file.readLine(piece, qMin<qint64>(sizeof piece, kMaxTextLine - line.size() + 1));
+        if (read <= 0)
+            break;
+        line.append(piece, read);
+    }
     if (!line.endsWith('\n') && !file.atEnd()) {
         char c = 0;
         while (file.getChar(&c) && c != '\n') {
@@ -221,7 +221,9 @@ void GetFileIcons(const QString &FileName, const QString &Ext, std::int32_t Attr
     const bool folder = (Attr & faDirectory) != 0;
     QIcon icon;
     if (Ext == QLatin1String(".exe") || Ext == QLatin1String(".ico")) {
-        icon = platform.OwnIcon(FileName);
+        // A pipe or device under such a name would hold the reader forever.
+        if (QFileInfo(FileName).isFile())
+            icon = platform.OwnIcon(FileName);
     } else {
         icon = platform.LinkedIcon(Ext, folder);
         if (icon.isNull())

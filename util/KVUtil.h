@@ -6,8 +6,9 @@
 //
 // Failure style: RegisterLink, GetFileIcons, RecycleFiles, GetFileType and
 // GetCorrespondingResFile never throw. The description readers give an empty description for a
-// missing file and whatever they could read from a short or damaged one; a file that exists but
-// cannot be opened raises EFOpenError (EInOutError for a ".RES" file that cannot be read).
+// missing file and for anything but a regular file (they never wait on a pipe or read a device),
+// and whatever they could read from a short or damaged one; a file that exists but cannot be
+// opened raises EFOpenError (EInOutError for a ".RES" file that cannot be read).
 
 #include "wn_export.h"
 

@@ -28,6 +28,8 @@ inline std::vector<TFormValue> FormValues()
         {"SpinEditReal1", "CheckMinMax", true},
         {"SpinEditReal1", "Value", 12.5},
         {"SpinEditReal1", "text", QStringLiteral("12.500")},
+        {"FileListView1", "Filter", QStringLiteral("*.rlk;*.sgc")},
+        {"FileListView1", "HideFileExt", true},
         {"FloatEdit1", "ShowErrorMsg", true},
         {"FloatEdit1", "Decimals", 2},
         {"FloatEdit1", "AllowNegativeValue", false},

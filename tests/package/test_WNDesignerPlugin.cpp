@@ -70,6 +70,7 @@ TEST_F(DesignerPluginTest, OffersEveryVisualComponentOfThePaletteWithItsPicture)
         {"wn::TSpinEditReal", "controls/SpinEdit.h", ":/bitmaps/TSPINEDITREAL.png"},
         {"wn::TFarbFeld", "colours/KFarbArr.h", ":/bitmaps/TFARBFELD.png"},
         {"wn::TFloatEdit", "controls/Floatedit.h", ":/bitmaps/TFLOATEDIT.png"},
+        {"wn::TFileListView", "controls/FLView.h", ":/bitmaps/TFILELISTVIEW.png"},
         {"wn::TNavigator", "navigators/navUnit.h", ":/bitmaps/TNAVIGATOR.png"},
         {"wn::TValueGrid", "controls/ValueGrid.h", ":/bitmaps/TVALUEGRID.png"},
         {"wn::TPlayButtons", "navigators/PlayNavi.h", none},

@@ -132,10 +132,11 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
 {
     using Row = std::pair<QString, QString>; // unit, class
     const std::vector<Row> listed = {
-        {"SpinEdit", "TSpinEditReal"}, {"FarbArr", "TFarbArray"},         {"KFarbArr", "TFarbDialog"},
-        {"KFarbArr", "TFarbFeld"},     {"Floatedit", "TFloatEdit"},       {"navUnit", "TNavigator"},
-        {"ValueGrid", "TValueGrid"},   {"PlayNavi", "TPlayButtons"},      {"NavItem", "TItemNavigator"},
-        {"KVLogBook", "TKVLogBook"},   {"MyScktComp", "TWNClientSocket"}, {"MyScktComp", "TWNServerSocket"},
+        {"SpinEdit", "TSpinEditReal"},     {"FarbArr", "TFarbArray"},   {"KFarbArr", "TFarbDialog"},
+        {"KFarbArr", "TFarbFeld"},         {"Floatedit", "TFloatEdit"}, {"FLView", "TFileListView"},
+        {"navUnit", "TNavigator"},         {"ValueGrid", "TValueGrid"}, {"PlayNavi", "TPlayButtons"},
+        {"NavItem", "TItemNavigator"},     {"KVLogBook", "TKVLogBook"}, {"MyScktComp", "TWNClientSocket"},
+        {"MyScktComp", "TWNServerSocket"},
     };
     std::vector<Row> registered;
     for (const TRegisteredComponent &c : RegisteredComponents()) {
@@ -148,8 +149,8 @@ TEST(PackageRegistration, EveryUnitRegistersItsComponentsOnTheOnePage)
     QStringList units;
     for (const TUnitRegistration &r : GetRegistrationTable())
         units << QString::fromLatin1(r.UnitName);
-    EXPECT_EQ(units, QStringList({"SpinEdit", "FarbArr", "KFarbArr", "Floatedit", "navUnit", "ValueGrid",
-                                  "PlayNavi", "NavItem", "KVLogBook", "MyScktComp"}));
+    EXPECT_EQ(units, QStringList({"SpinEdit", "FarbArr", "KFarbArr", "Floatedit", "FLView", "navUnit",
+                                  "ValueGrid", "PlayNavi", "NavItem", "KVLogBook", "MyScktComp"}));
     // A Register procedure called outside the designer's run has nowhere to register.
     EXPECT_THROW(GetRegistrationTable().front().Register(), Exception);
 }

@@ -18,12 +18,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <optional>
 #include <tuple>
 #include <utility>
 #include <vector>
+
+#include <sys/stat.h>
 
 using namespace wn;
 
@@ -273,6 +276,42 @@ TEST_F(KVUtilReaders, DescriptionsDispatchOnExtensionAndPrefix)
     for (const QString &ext : ListFileExtensions())
         EXPECT_EQ(Described(Write("a" + ext, ListFile("list " + ext.toLatin1())), ext.toLower()),
                   "list " + ext);
+}
+
+TEST_F(KVUtilReaders, PipesAndDevicesNamedLikeDataFilesGiveNoDescription)
+{
+    // Opening a FIFO waits for a writer that never comes; a device never ends.
+    const std::pair<const char *, const char *> pipes[] = {
+        {"p.txt", ".txt"},
+        {"p.geo", ".geo"},
+        {"p.sit", ".sit"},
+        {"p.sgf", ".sgf"},
+        {"p.fml", ".fml"},
+        {"p.dgm", ".dgm"},
+        {"RLK_0001.001", "rlk_0001"},
+        {"Plot.001", "plot"},
+        {"p.res", ".res"},
+        {"C.SDR", ".sdr"},
+        {"C.sfl", ".sfl"},
+        {"p.ico", ".ico"},
+    };
+    for (const auto &[name, ext] : pipes) {
+        if (name != QLatin1String("C.sfl")) {
+            ASSERT_EQ(mkfifo(QFile::encodeName(dir.filePath(name)).constData(), 0600), 0) << name;
+        }
+    }
+    Write("C.sfl", "takes its description from C.SDR");
+    ASSERT_TRUE(QFile::link("/dev/zero", dir.filePath("zero.txt")));
+    ASSERT_TRUE(QFile::link(dir.filePath("nowhere.txt"), dir.filePath("gone.txt")));
+    const wntest::TWatchdog watchdog(std::chrono::seconds(20), "describing pipes and devices");
+    for (const auto &[name, ext] : pipes)
+        EXPECT_EQ(Described(dir.filePath(name), ext), QString()) << name;
+    EXPECT_EQ(Described(dir.filePath("zero.txt"), ".txt"), QString());
+    EXPECT_EQ(Described(dir.filePath("gone.txt"), ".txt"), QString());
+    QIcon large;
+    QIcon small;
+    GetFileIcons(dir.filePath("p.ico"), ".ico", 0, large, small);
+    EXPECT_FALSE(small.isNull());
 }
 
 TEST(KVUtilWidgets, OwnedWidgetsPaintTheirOwnBackground)
