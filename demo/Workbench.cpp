@@ -5,6 +5,7 @@
 
 #include "colours/FarbArr.h"
 #include "colours/KFarbArr.h"
+#include "controls/FLView.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -25,7 +26,6 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QPrinter>
 #include <QProgressBar>
@@ -52,6 +52,8 @@ const char *const cSection = "WORKBENCH";
 const char *const cGridFilter = "Grid result files (*.rlk)|*.rlk|All files (*)|*";
 const char *const cScaleFilter = "Colour scales (*.sgc)|*.sgc|All files (*)|*";
 const char *const cLogFilter = "Log books (*.log)|*.log|All files (*)|*";
+// The files the working folder's list shows.
+const char *const cFileFilter = "*.rlk;*.sgc;*.log;*.pdf";
 const char *const cPdfFilter = "PDF documents (*.pdf)|*.pdf";
 const char *const cQueryTitle = "Point %1: node at %2, %3";
 // The drain interval of queued log events while a calculation runs.
@@ -70,8 +72,6 @@ QString FileDescription(const QFileInfo &fi)
         return QStringLiteral("Log book");
     if (ext == QLatin1String("pdf"))
         return QStringLiteral("Printed log book");
-    if (ext == QLatin1String("png"))
-        return QStringLiteral("Picture");
     return QStringLiteral("File");
 }
 
@@ -198,12 +198,15 @@ QWidget *TWorkbench::MakeParameters()
 
     auto *files = new QGroupBox(tr("Working folder"));
     auto *fl = new QVBoxLayout(files);
-    FFiles = new QTreeWidget;
-    FFiles->setHeaderLabels({tr("Name"), tr("Description"), tr("Size")});
-    FFiles->setRootIsDecorated(false);
-    FFiles->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    FFiles->header()->setStretchLastSection(false);
+    FFiles = new TFileListView;
+    FFiles->SetSubItems(TSubItems{siDescription, siSize});
+    // What the file itself says (a grid file's title), else what kind of file it is.
+    FFiles->OnGetFileDescription = [](QObject *, const QString &name, QString &value) {
+        if (value.trimmed().isEmpty())
+            value = FileDescription(QFileInfo(name));
+    };
     FFiles->setToolTip(tr("Double-click a grid file or a colour scale to open it"));
+    FFiles->SetFilter(QLatin1String(cFileFilter));
     connect(FFiles, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem *item) {
         const QString file = QDir(FWorkFolder).filePath(item->text(0));
         const QString ext = QFileInfo(file).suffix().toLower();
@@ -606,20 +609,10 @@ void TWorkbench::PrintLogBook(const QString &pdfFileName)
 
 void TWorkbench::RefreshFiles()
 {
-    FFiles->clear();
-    const QFileInfoList entries =
-        QDir(FWorkFolder).entryInfoList(QDir::Files | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
-    for (const QFileInfo &fi : entries) {
-        if (fi.suffix() == QLatin1String("part"))
-            continue;
-        auto *item = new QTreeWidgetItem(
-            FFiles, {fi.fileName(), FileDescription(fi), QLocale().formattedDataSize(fi.size())});
-        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
-        item->setIcon(0, style()->standardIcon(fi.suffix().toLower() == QLatin1String("rlk")
-                                                   ? QStyle::SP_FileDialogDetailedView
-                                                   : QStyle::SP_FileIcon));
-    }
-    FFiles->resizeColumnToContents(1);
+    if (FFiles->Path().isEmpty())
+        FFiles->SetPath(FWorkFolder); // reads the files
+    else
+        FFiles->ReadFiles();
 }
 
 void TWorkbench::LoadSettings()

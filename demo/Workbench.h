@@ -15,10 +15,10 @@
 class QLabel;
 class QProgressBar;
 class QTimer;
-class QTreeWidget;
 
 namespace wn {
 class TFarbArray;
+class TFileListView;
 class TFloatEdit;
 class TItemNavigator;
 class TKVLogBook;
@@ -78,7 +78,7 @@ public:
     TMapView *Map() const { return FMap; }
     TLegend *Legend() const { return FLegend; }
     wn::TFarbArray &Palette() const { return *FPalette; }
-    QTreeWidget *Files() const { return FFiles; }
+    wn::TFileListView *Files() const { return FFiles; }
     wn::TValueGrid *Values() const { return FValues; }
     wn::TKVLogBook *LogBook() const { return FLog; }
     wn::TItemNavigator *ChannelNavigator() const { return FChannelNav; }
@@ -117,7 +117,7 @@ private:
     wn::TFloatEdit *FRoadPower, *FFactoryPower, *FBarrier;
     wn::TPlayButtons *FPlayer;
     QProgressBar *FProgress;
-    QTreeWidget *FFiles;
+    wn::TFileListView *FFiles;
     TMapView *FMap;
     TLegend *FLegend;
     wn::TItemNavigator *FChannelNav, *FZNav;

@@ -10,6 +10,7 @@
 #include "colours/FarbArr.h"
 #include "colours/KFarbArr.h"
 #include "colours/gFarbDia.h"
+#include "controls/FLView.h"
 #include "framework/Graphics.h"
 #include "framework/UiServices.h"
 #include "logging/KVLogBook.h"
@@ -19,6 +20,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextStream>
+#include <QTreeWidgetItem>
 #include <gtest/gtest.h>
 
 using namespace wndemo;
@@ -134,6 +136,19 @@ TEST(Tour, SettingsSurviveTheSessionAndBadScenariosAreRefused)
     EXPECT_EQ(back.Height, 250);
     EXPECT_EQ(back.BarrierHeight, cNoBarrier);
     std::uint8_t r = 0, g = 0, b = 0;
+    w.Palette().GetRGB(7, r, g, b);
+    EXPECT_EQ(QList<int>({r, g, b}), QList<int>({1, 2, 3}));
+
+    // The working folder's list offers the colour scale; a double-click on it loads it again.
+    w.show();
+    w.Palette().SetRGB(7, 9, 9, 9);
+    QTreeWidgetItem *item = nullptr;
+    ASSERT_TRUE(w.Files()->GetFileItem(QStringLiteral("scale.sgc"), item));
+    EXPECT_EQ(item->text(1), QStringLiteral("Colour scale"));
+    QWidget *rows = w.Files()->viewport();
+    const QPoint at = w.Files()->visualItemRect(item).center();
+    QTest::mouseClick(rows, Qt::LeftButton, {}, at);
+    QTest::mouseDClick(rows, Qt::LeftButton, {}, at);
     w.Palette().GetRGB(7, r, g, b);
     EXPECT_EQ(QList<int>({r, g, b}), QList<int>({1, 2, 3}));
 
