@@ -2,15 +2,20 @@
 #include "MapView.h"
 
 #include "colours/FarbArr.h"
+#include "colours/KFarbArr.h"
 #include "framework/Exceptions.h"
 #include "framework/Graphics.h"
 #include "grid/KVRasterNeu.h"
 
+#include <QGridLayout>
+#include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace wndemo {
 
@@ -281,64 +286,97 @@ void TMapView::mouseReleaseEvent(QMouseEvent *event)
         emit PointClicked(x, y);
 }
 
+namespace {
+
+// A band's colour field: tells the legend when the user picked another colour, by mouse or key.
+class TBandField : public TFarbFeld
+{
+public:
+    TBandField(std::function<void(int)> picked, QWidget *parent)
+        : TFarbFeld(parent), FPicked(std::move(picked))
+    {
+        setFixedSize(2 * cSwatch, cSwatch);
+    }
+
+protected:
+    void Click() override
+    {
+        TFarbFeld::Click();
+        Tell();
+    }
+    void KeyDown(std::uint16_t &Key, TShiftState Shift) override
+    {
+        TFarbFeld::KeyDown(Key, Shift);
+        Tell();
+    }
+
+private:
+    void Tell()
+    {
+        if (!Modified())
+            return;
+        SetModified(false);
+        FPicked(Farbe());
+    }
+
+    std::function<void(int)> FPicked;
+};
+
+} // namespace
+
 TLegend::TLegend(TFarbArray &palette, QWidget *parent) : QWidget(parent), FPalette(palette)
 {
-    setCursor(Qt::PointingHandCursor);
-    setToolTip(tr("Click a colour to pick another one"));
+    auto *v = new QVBoxLayout(this);
+    v->setContentsMargins(4, 0, 4, 0);
+    FUnit = new QLabel;
+    QFont bold = FUnit->font();
+    bold.setBold(true);
+    FUnit->setFont(bold);
+    v->addWidget(FUnit);
+    FGrid = new QGridLayout;
+    FGrid->setHorizontalSpacing(8);
+    FGrid->setVerticalSpacing(4);
+    v->addLayout(FGrid);
 }
 
 void TLegend::SetBands(const std::vector<TLevelBand> &bands, const QString &unit)
 {
-    FBands = bands;
-    FUnit = unit;
-    updateGeometry();
-    update();
-}
-
-QRect TLegend::SwatchRect(int band) const
-{
-    // The highest band on top.
-    const int row = int(FBands.size()) - 1 - band;
-    return QRect(4, 24 + row * (cSwatch + 4), 2 * cSwatch, cSwatch);
-}
-
-QSize TLegend::sizeHint() const
-{
-    return QSize(150, 28 + int(FBands.size()) * (cSwatch + 4));
-}
-
-void TLegend::paintEvent(QPaintEvent *)
-{
-    QPainter p(this);
-    QFont bold = font();
-    bold.setBold(true);
-    p.setFont(bold);
-    p.drawText(QRect(4, 0, width() - 8, 20), Qt::AlignLeft | Qt::AlignVCenter, FUnit);
-    p.setFont(font());
-    for (int b = 0; b < int(FBands.size()); ++b) {
-        const QRect s = SwatchRect(b);
-        p.fillRect(s, ColorToQColor(FPalette.GetRGBFarbe(FBands[std::size_t(b)].FarbNr)));
-        p.setPen(palette().color(QPalette::Mid));
-        p.drawRect(s.adjusted(0, 0, -1, -1));
-        p.setPen(palette().color(QPalette::WindowText));
+    FUnit->setText(unit);
+    const int n = int(bands.size());
+    while (FFields.size() < n) {
+        const int band = int(FFields.size());
+        auto *field = new TBandField([this, band](int farbNr) { emit BandColourPicked(band, farbNr); }, this);
+        field->SetFarbArray(&FPalette);
+        field->setToolTip(tr("Click to pick another colour"));
+        auto *text = new QLabel;
+        FFields.append(field);
+        FTexts.append(text);
+    }
+    while (FFields.size() > n) {
+        delete FFields.takeLast();
+        delete FTexts.takeLast();
+    }
+    for (int b = 0; b < n; ++b) {
+        // The highest band on top.
+        FGrid->addWidget(FFields[b], n - 1 - b, 0);
+        FGrid->addWidget(FTexts[b], n - 1 - b, 1);
+        FFields[b]->SetFarbe(bands[std::size_t(b)].FarbNr);
         QString text;
         if (b == 0)
-            text = QStringLiteral("below %1").arg(LevelText(FBands[1].From));
-        else if (b + 1 == int(FBands.size()))
-            text = QStringLiteral("%1 and above").arg(LevelText(FBands[std::size_t(b)].From));
+            text = tr("below %1").arg(LevelText(bands[1].From));
+        else if (b + 1 == n)
+            text = tr("%1 and above").arg(LevelText(bands[std::size_t(b)].From));
         else
-            text = QStringLiteral("%1 - %2").arg(LevelText(FBands[std::size_t(b)].From),
-                                                 LevelText(FBands[std::size_t(b) + 1].From));
-        p.drawText(QRect(s.right() + 8, s.top(), width() - s.right() - 8, s.height()),
-                   Qt::AlignLeft | Qt::AlignVCenter, text);
+            text = QStringLiteral("%1 - %2").arg(LevelText(bands[std::size_t(b)].From),
+                                                 LevelText(bands[std::size_t(b) + 1].From));
+        FTexts[b]->setText(text);
     }
 }
 
-void TLegend::mouseReleaseEvent(QMouseEvent *event)
+void TLegend::PaletteChanged()
 {
-    for (int b = 0; b < int(FBands.size()); ++b)
-        if (SwatchRect(b).contains(event->position().toPoint()))
-            emit BandClicked(b);
+    for (TFarbFeld *f : FFields)
+        f->ShowFarbe();
 }
 
 } // namespace wndemo

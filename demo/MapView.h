@@ -11,9 +11,13 @@
 
 #include <vector>
 
+class QGridLayout;
+class QLabel;
+
 namespace wn {
 class TFarbArray;
-}
+class TFarbFeld;
+} // namespace wn
 
 namespace wndemo {
 
@@ -92,29 +96,28 @@ private:
     QList<QPointF> FMarks;
 };
 
-// The legend: a swatch and the level range of every band; a click on a swatch asks for another
-// colour.
+// The legend: a colour field and the level range of every band, the highest band on top. A
+// click on a field (or Enter or Space on it) opens the palette to pick another colour for the band.
 class TLegend : public QWidget
 {
     Q_OBJECT
 public:
     TLegend(wn::TFarbArray &palette, QWidget *parent = nullptr);
     void SetBands(const std::vector<TLevelBand> &bands, const QString &unit);
-    // The swatch of a band, in the legend's coordinates.
-    QRect SwatchRect(int band) const;
-    QSize sizeHint() const override;
+    // After the palette itself changed.
+    void PaletteChanged();
+    // The colour field of a band.
+    wn::TFarbFeld *Field(int band) const { return FFields.value(band); }
 
 signals:
-    void BandClicked(int band);
-
-protected:
-    void paintEvent(QPaintEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
+    void BandColourPicked(int band, int farbNr);
 
 private:
     wn::TFarbArray &FPalette;
-    std::vector<TLevelBand> FBands;
-    QString FUnit;
+    QLabel *FUnit;
+    QGridLayout *FGrid;
+    QList<wn::TFarbFeld *> FFields;
+    QList<QLabel *> FTexts;
 };
 
 } // namespace wndemo

@@ -4,6 +4,9 @@
 #include "MapView.h"
 #include "Workbench.h"
 
+#include "colours/KFarbArr.h"
+#include "colours/gFarbDia.h"
+#include "framework/UiServices.h"
 #include "navigators/NavItem.h"
 
 #include <QCoreApplication>
@@ -92,10 +95,28 @@ TTourResult RunTour(TWorkbench &w, const QString &shotFolder, QTextStream &out, 
     shot("2-night");
     w.ChannelNavigator()->BtnClick(wn::nbFirst);
 
-    // 3. The band of 60 to 65 dB(A) in another palette colour.
+    // 3. The band of 60 to 65 dB(A) in another palette colour: a click on its colour field opens
+    // the palette, where the tour plays the user and picks entry 34.
     r.RecolouredBand = 6;
     r.RecolouredTo = 34;
-    w.SetBandColour(r.RecolouredBand, r.RecolouredTo);
+    {
+        wn::TRecordingUiServices user;
+        user.ModalAnswer = [&](QDialog &form) {
+            auto *picker = qobject_cast<wn::TFarbenDialog *>(&form);
+            if (!picker)
+                return int(wn::mrCancel);
+            picker->SetFarbe(r.RecolouredTo);
+            const QString file = QStringLiteral("3-palette.png");
+            picker->grab().save(QDir(shotFolder).filePath(file));
+            r.Screenshots.append(file);
+            return int(wn::mrOk);
+        };
+        wn::TUiServicesScope scope(user);
+        wn::TFarbFeld *field = w.Legend()->Field(r.RecolouredBand);
+        Click(field, field->rect().center());
+    }
+    if (w.Map()->Bands()[std::size_t(r.RecolouredBand)].FarbNr != r.RecolouredTo)
+        return fail(QStringLiteral("the band kept its colour"));
     shot("3-recoloured");
 
     // 4. Three points clicked on the map: north of the road behind the barrier, beside the

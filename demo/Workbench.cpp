@@ -4,6 +4,8 @@
 #include "MapView.h"
 
 #include "colours/FarbArr.h"
+#include "colours/KFarbArr.h"
+#include "controls/FLView.h"
 #include "controls/Floatedit.h"
 #include "controls/SpinEdit.h"
 #include "controls/ValueGrid.h"
@@ -11,6 +13,7 @@
 #include "framework/Graphics.h"
 #include "framework/UiServices.h"
 #include "grid/KVRasterNeu.h"
+#include "logging/KVLogBook.h"
 #include "logging/LogEvent.h"
 #include "navigators/NavItem.h"
 #include "navigators/PlayNavi.h"
@@ -21,24 +24,16 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QFormLayout>
-#include <QFrame>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QPageSize>
-#include <QPainter>
-#include <QPdfWriter>
+#include <QPrinter>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTabWidget>
-#include <QTextStream>
 #include <QTimer>
-#include <QToolButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -57,39 +52,14 @@ const char *const cSection = "WORKBENCH";
 const char *const cGridFilter = "Grid result files (*.rlk)|*.rlk|All files (*)|*";
 const char *const cScaleFilter = "Colour scales (*.sgc)|*.sgc|All files (*)|*";
 const char *const cLogFilter = "Log books (*.log)|*.log|All files (*)|*";
+// The files the working folder's list shows.
+const char *const cFileFilter = "*.rlk;*.sgc;*.log;*.pdf";
 const char *const cPdfFilter = "PDF documents (*.pdf)|*.pdf";
 const char *const cQueryTitle = "Point %1: node at %2, %3";
 // The drain interval of queued log events while a calculation runs.
 constexpr int cDrainMs = 40;
-// A log book larger than this is not loaded: it would be no log of this workbench.
-constexpr qint64 cMaxLogBook = qint64(16) << 20;
-
-QString KindName(TLogStatus kind)
-{
-    switch (kind) {
-    case clog_protok: return QStringLiteral("Protocol");
-    case clog_abbruch: return QStringLiteral("Abort");
-    case clog_warning: return QStringLiteral("Warning");
-    case clog_userbreak: return QStringLiteral("User break");
-    case clog_except: return QStringLiteral("Exception");
-    case clog_Progress: return QStringLiteral("Progress");
-    case clog_Hint: return QStringLiteral("Hint");
-    case clog_Error: return QStringLiteral("Error");
-    default: return QStringLiteral("Event %1").arg(int(kind));
-    }
-}
-
-QColor KindColour(const QString &kind)
-{
-    if (kind == QLatin1String("Warning"))
-        return QColor(150, 95, 0);
-    if (kind == QLatin1String("Error") || kind == QLatin1String("Abort") ||
-        kind == QLatin1String("Exception") || kind == QLatin1String("User break"))
-        return QColor(180, 20, 20);
-    if (kind == QLatin1String("Progress"))
-        return QColor(90, 90, 90);
-    return QColor(0, 0, 0);
-}
+// A log book larger than this (in kB) is moved aside instead of loaded.
+constexpr std::int32_t cMaxLogBookKB = 4096;
 
 QString FileDescription(const QFileInfo &fi)
 {
@@ -102,8 +72,6 @@ QString FileDescription(const QFileInfo &fi)
         return QStringLiteral("Log book");
     if (ext == QLatin1String("pdf"))
         return QStringLiteral("Printed log book");
-    if (ext == QLatin1String("png"))
-        return QStringLiteral("Picture");
     return QStringLiteral("File");
 }
 
@@ -230,12 +198,15 @@ QWidget *TWorkbench::MakeParameters()
 
     auto *files = new QGroupBox(tr("Working folder"));
     auto *fl = new QVBoxLayout(files);
-    FFiles = new QTreeWidget;
-    FFiles->setHeaderLabels({tr("Name"), tr("Description"), tr("Size")});
-    FFiles->setRootIsDecorated(false);
-    FFiles->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    FFiles->header()->setStretchLastSection(false);
+    FFiles = new TFileListView;
+    FFiles->SetSubItems(TSubItems{siDescription, siSize});
+    // What the file itself says (a grid file's title), else what kind of file it is.
+    FFiles->OnGetFileDescription = [](QObject *, const QString &name, QString &value) {
+        if (value.trimmed().isEmpty())
+            value = FileDescription(QFileInfo(name));
+    };
     FFiles->setToolTip(tr("Double-click a grid file or a colour scale to open it"));
+    FFiles->SetFilter(QLatin1String(cFileFilter));
     connect(FFiles, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem *item) {
         const QString file = QDir(FWorkFolder).filePath(item->text(0));
         const QString ext = QFileInfo(file).suffix().toLower();
@@ -287,7 +258,7 @@ QWidget *TWorkbench::MakeMapArea()
     auto *side = new QVBoxLayout;
     FLegend = new TLegend(*FPalette);
     FLegend->SetBands(FMap->Bands(), QStringLiteral("dB(A)"));
-    connect(FLegend, &TLegend::BandClicked, this, &TWorkbench::PickBandColour);
+    connect(FLegend, &TLegend::BandColourPicked, this, &TWorkbench::SetBandColour);
     side->addWidget(FLegend);
     const auto button = [&](const QString &text, auto slot) {
         auto *b = new QPushButton(text);
@@ -324,11 +295,8 @@ QWidget *TWorkbench::MakeBottom()
     auto *tabs = new QTabWidget;
     auto *logPage = new QWidget;
     auto *lv = new QVBoxLayout(logPage);
-    FLog = new QTreeWidget;
-    FLog->setHeaderLabels({tr("Time"), tr("Kind"), tr("Message")});
-    FLog->setRootIsDecorated(false);
-    FLog->setColumnWidth(0, 70);
-    FLog->setColumnWidth(1, 80);
+    FLog = new TKVLogBook;
+    FLog->SetDefaultColWidth(900);
     lv->addWidget(FLog, 1);
     auto *lb = new QHBoxLayout;
     const auto button = [&](QHBoxLayout *row, const QString &text, auto slot) {
@@ -354,7 +322,11 @@ QWidget *TWorkbench::MakeBottom()
         if (!f.isEmpty())
             PrintLogBook(f);
     });
-    button(lb, tr("Clear"), [this] { FLog->clear(); });
+    button(lb, tr("Copy"), [this] {
+        const TGridRect sel = FLog->Selection();
+        FLog->CopyToClipBoard(sel.Top, sel.Bottom);
+    });
+    button(lb, tr("Clear"), [this] { FLog->Clear(); });
     lb->addStretch(1);
     lv->addLayout(lb);
     tabs->addTab(logPage, tr("Log"));
@@ -433,8 +405,8 @@ void TWorkbench::StartCalculation()
     UserBreaked = false;
     FPaused = false;
     FProgress->setValue(0);
-    AddLogLine(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")), KindName(clog_protok),
-               tr("Calculation started"));
+    AddLogLine(tr("Calculation started at %1").arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss"))),
+               clog_protok);
     Log_Event_Obj->InitThreadLogEvent();
     FWorker = std::make_unique<TNoiseCalculation>(s, QDir(FWorkFolder).filePath(QLatin1String(cResultName)));
     FWorker->Resume();
@@ -467,23 +439,20 @@ void TWorkbench::LogEvent(const QString &text, TLogStatus kind, std::int32_t con
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return;
     }
-    const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss"));
     if (!TThread::InGuiThread()) {
+        // Aborts and exceptions skip the queue; the log book is the window's.
         QMetaObject::invokeMethod(
-            this, [this, time, text, kind] { AddLogLine(time, KindName(kind), text); }, Qt::QueuedConnection);
+            this, [this, text, kind] { AddLogLine(text, kind); }, Qt::QueuedConnection);
         return;
     }
     if (kind == clog_Progress)
         FProgress->setValue(context);
-    AddLogLine(time, KindName(kind), text);
+    AddLogLine(text, kind);
 }
 
-void TWorkbench::AddLogLine(const QString &time, const QString &kind, const QString &text)
+void TWorkbench::AddLogLine(const QString &text, TLogStatus kind)
 {
-    auto *item = new QTreeWidgetItem(FLog, {time, kind, text});
-    item->setForeground(1, KindColour(kind));
-    item->setForeground(2, KindColour(kind));
-    FLog->scrollToItem(item);
+    FLog->AddLine(text, kind, 0, 0);
 }
 
 void TWorkbench::DrainLog()
@@ -583,43 +552,20 @@ void TWorkbench::SaveColourScale(const QString &fileName)
     }
 }
 
-void TWorkbench::EditPalette()
+bool TWorkbench::EditPalette()
 {
-    // The palette dialog of the package takes this place; until then the band colours are
-    // picked from the palette through the legend.
-    UiServices().MessageDlg(tr("Click a colour in the legend to pick another palette colour for its band."),
-                            mtInformation, TMsgDlgButtons{mbOK}, 0);
-}
-
-void TWorkbench::PickBandColour(int band)
-{
-    // The palette's coloured entries as a grid of swatches under the band's legend entry.
-    auto *popup = new QFrame(this, Qt::Popup);
-    popup->setAttribute(Qt::WA_DeleteOnClose);
-    popup->setFrameShape(QFrame::StyledPanel);
-    auto *grid = new QGridLayout(popup);
-    grid->setSpacing(2);
-    int n = 0;
-    for (int nr = 1; nr <= cFarbCount; ++nr) {
-        std::uint8_t r, g, b;
-        FPalette->GetRGB(nr, r, g, b);
-        if (r == 0 && g == 0 && b == 0 && nr != 1)
-            continue;
-        auto *button = new QToolButton;
-        QPixmap swatch(16, 16);
-        swatch.fill(ColorToQColor(FPalette->GetRGBFarbe(nr)));
-        button->setIcon(QIcon(swatch));
-        button->setAutoRaise(true);
-        button->setToolTip(tr("Palette colour %1").arg(nr));
-        connect(button, &QToolButton::clicked, popup, [this, popup, band, nr] {
-            SetBandColour(band, nr);
-            popup->close();
-        });
-        grid->addWidget(button, n / 12, n % 12);
-        ++n;
-    }
-    popup->move(FLegend->mapToGlobal(FLegend->SwatchRect(band).bottomLeft()));
-    popup->show();
+    TFarbDialog dialog(this);
+    dialog.SetFarbArray(FPalette.get());
+    dialog.SetIniPfadName(FWorkFolder);
+    dialog.SetCaption(tr("Palette of the map"));
+    // The scale buttons beside the legend save; OK only takes the colours.
+    dialog.SetSaveWithOK(false);
+    if (!dialog.Execute())
+        return false;
+    FMap->PaletteChanged();
+    FLegend->PaletteChanged();
+    RefreshFiles();
+    return true;
 }
 
 void TWorkbench::SetBandColour(int band, int farbNr)
@@ -628,109 +574,45 @@ void TWorkbench::SetBandColour(int band, int farbNr)
     FLegend->SetBands(FMap->Bands(), QStringLiteral("dB(A)"));
 }
 
-QStringList TWorkbench::LogLines() const
-{
-    QStringList lines;
-    for (int i = 0; i < FLog->topLevelItemCount(); ++i)
-        lines.append(FLog->topLevelItem(i)->text(1) + QLatin1Char('\t') + FLog->topLevelItem(i)->text(2));
-    return lines;
-}
-
 void TWorkbench::SaveLogBook(const QString &fileName)
 {
-    QSaveFile f(fileName);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        QTextStream out(&f);
-        for (int i = 0; i < FLog->topLevelItemCount(); ++i) {
-            const QTreeWidgetItem *it = FLog->topLevelItem(i);
-            out << it->text(0) << '\t' << it->text(1) << '\t' << it->text(2) << '\n';
-        }
-        out.flush();
-        if (f.commit()) {
-            RefreshFiles();
-            return;
-        }
+    try {
+        FLog->SaveToFile(fileName);
+        RefreshFiles();
+    } catch (const std::exception &e) {
+        ShowError(QString::fromUtf8(e.what()));
     }
-    ShowError(tr("Could not write %1: %2").arg(fileName, f.errorString()));
 }
 
 void TWorkbench::LoadLogBook(const QString &fileName)
 {
-    QFile f(fileName);
-    if (!f.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        ShowError(tr("Could not read %1: %2").arg(fileName, f.errorString()));
-        return;
+    try {
+        FLog->LoadFromFile(fileName, cMaxLogBookKB);
+    } catch (const std::exception &e) {
+        ShowError(QString::fromUtf8(e.what()));
     }
-    if (f.size() > cMaxLogBook) {
-        ShowError(tr("%1 is too large for a log book").arg(fileName));
-        return;
-    }
-    FLog->clear();
-    QTextStream in(&f);
-    for (QString line; in.readLineInto(&line);) {
-        const QStringList parts = line.split(QLatin1Char('\t'));
-        if (parts.size() >= 3)
-            AddLogLine(parts[0], parts[1], parts.mid(2).join(QLatin1Char('\t')));
-    }
+    RefreshFiles();
 }
 
 void TWorkbench::PrintLogBook(const QString &pdfFileName)
 {
-    QPdfWriter pdf(pdfFileName);
-    pdf.setPageSize(QPageSize(QPageSize::A4));
-    pdf.setTitle(tr("Log book"));
-    QPainter p(&pdf);
-    if (!p.isActive()) {
-        ShowError(tr("Could not write %1").arg(pdfFileName));
-        return;
+    QPrinter &printer = UiServices().Printer();
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(pdfFileName);
+    try {
+        FLog->Print(tr("Log book of %1").arg(QLatin1String(cTitle)));
+    } catch (const std::exception &e) {
+        ShowError(QString::fromUtf8(e.what()));
     }
-    QFont font(QStringLiteral("DejaVu Sans"), 9);
-    p.setFont(font);
-    const int line = p.fontMetrics().height() * 12 / 10;
-    const QRect page = p.viewport();
-    int y = line;
-    const auto newLine = [&] {
-        y += line;
-        if (y > page.height() - line) {
-            pdf.newPage();
-            y = line;
-        }
-    };
-    QFont bold = font;
-    bold.setBold(true);
-    p.setFont(bold);
-    p.drawText(0, y, tr("Log book of %1").arg(QLatin1String(cTitle)));
-    p.setFont(font);
-    newLine();
-    newLine();
-    for (int i = 0; i < FLog->topLevelItemCount(); ++i) {
-        const QTreeWidgetItem *it = FLog->topLevelItem(i);
-        p.setPen(KindColour(it->text(1)));
-        p.drawText(0, y, it->text(0));
-        p.drawText(page.width() / 8, y, it->text(1));
-        p.drawText(page.width() / 4, y, it->text(2));
-        newLine();
-    }
-    p.end();
     RefreshFiles();
 }
 
 void TWorkbench::RefreshFiles()
 {
-    FFiles->clear();
-    const QFileInfoList entries =
-        QDir(FWorkFolder).entryInfoList(QDir::Files | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
-    for (const QFileInfo &fi : entries) {
-        if (fi.suffix() == QLatin1String("part"))
-            continue;
-        auto *item = new QTreeWidgetItem(
-            FFiles, {fi.fileName(), FileDescription(fi), QLocale().formattedDataSize(fi.size())});
-        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
-        item->setIcon(0, style()->standardIcon(fi.suffix().toLower() == QLatin1String("rlk")
-                                                   ? QStyle::SP_FileDialogDetailedView
-                                                   : QStyle::SP_FileIcon));
-    }
-    FFiles->resizeColumnToContents(1);
+    if (FFiles->Path().isEmpty())
+        FFiles->SetPath(FWorkFolder); // reads the files
+    else
+        FFiles->ReadFiles();
 }
 
 void TWorkbench::LoadSettings()
@@ -775,7 +657,7 @@ void TWorkbench::SaveSettings()
 
 void TWorkbench::ShowError(const QString &text)
 {
-    AddLogLine(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")), KindName(clog_Error), text);
+    AddLogLine(text, clog_Error);
     UiServices().MessageDlg(text, mtError, TMsgDlgButtons{mbOK}, 0);
 }
 

@@ -15,12 +15,13 @@
 class QLabel;
 class QProgressBar;
 class QTimer;
-class QTreeWidget;
 
 namespace wn {
 class TFarbArray;
+class TFileListView;
 class TFloatEdit;
 class TItemNavigator;
+class TKVLogBook;
 class TValueGrid;
 class TMyIniFile;
 class TPlayButtons;
@@ -63,12 +64,10 @@ public:
     void OpenGridFile(const QString &fileName);
     void OpenColourScale(const QString &fileName);
     void SaveColourScale(const QString &fileName);
-    void EditPalette();
-    void PickBandColour(int band);
+    // The palette editor; true when the user closed it with OK.
+    bool EditPalette();
     void SetBandColour(int band, int farbNr);
 
-    // The log book: every event as "kind<TAB>text".
-    QStringList LogLines() const;
     void SaveLogBook(const QString &fileName);
     void LoadLogBook(const QString &fileName);
     void PrintLogBook(const QString &pdfFileName);
@@ -79,8 +78,9 @@ public:
     TMapView *Map() const { return FMap; }
     TLegend *Legend() const { return FLegend; }
     wn::TFarbArray &Palette() const { return *FPalette; }
-    QTreeWidget *Files() const { return FFiles; }
+    wn::TFileListView *Files() const { return FFiles; }
     wn::TValueGrid *Values() const { return FValues; }
+    wn::TKVLogBook *LogBook() const { return FLog; }
     wn::TItemNavigator *ChannelNavigator() const { return FChannelNav; }
     wn::TPlayButtons *Player() const { return FPlayer; }
 
@@ -95,7 +95,7 @@ private:
     QWidget *MakeMapArea();
     QWidget *MakeBottom();
     void LogEvent(const QString &text, wn::TLogStatus kind, std::int32_t context);
-    void AddLogLine(const QString &time, const QString &kind, const QString &text);
+    void AddLogLine(const QString &text, wn::TLogStatus kind);
     void DrainLog();
     void ChannelShown();
     void LoadSettings();
@@ -117,12 +117,12 @@ private:
     wn::TFloatEdit *FRoadPower, *FFactoryPower, *FBarrier;
     wn::TPlayButtons *FPlayer;
     QProgressBar *FProgress;
-    QTreeWidget *FFiles;
+    wn::TFileListView *FFiles;
     TMapView *FMap;
     TLegend *FLegend;
     wn::TItemNavigator *FChannelNav, *FZNav;
     QLabel *FChannelLabel, *FZLabel, *FQueryTitle;
-    QTreeWidget *FLog;
+    wn::TKVLogBook *FLog;
     wn::TValueGrid *FValues;
     QTimer *FDrain;
 };

@@ -4,6 +4,8 @@
 #include "Tour.h"
 #include "Workbench.h"
 
+#include "logging/KVLogBook.h"
+
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDateTime>
@@ -51,8 +53,8 @@ int main(int argc, char **argv)
             w.show();
             result = wndemo::RunTour(w, shots, out);
             if (!result.Ok)
-                for (const QString &line : w.LogLines())
-                    std::fprintf(stderr, "  %s\n", qPrintable(line));
+                for (std::int32_t i = 0; i < w.LogBook()->Lines().Count(); ++i)
+                    std::fprintf(stderr, "  %s\n", qPrintable(w.LogBook()->Lines()[i].InfoToStr()));
         }
         if (!result.Ok) {
             std::fprintf(stderr, "wnpack-demo: the tour failed: %s\n", qPrintable(result.Failure));

@@ -8,11 +8,19 @@
 #include "WidgetTestSupport.h"
 
 #include "colours/FarbArr.h"
+#include "colours/KFarbArr.h"
+#include "colours/gFarbDia.h"
+#include "controls/FLView.h"
 #include "framework/Graphics.h"
 #include "framework/UiServices.h"
+#include "logging/KVLogBook.h"
 
+#include <QDeadlineTimer>
+#include <QPushButton>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTextStream>
+#include <QTreeWidgetItem>
 #include <gtest/gtest.h>
 
 using namespace wndemo;
@@ -36,9 +44,9 @@ TEST(Tour, CalculatesQueriesRecoloursStopsAndSavesTheLogBook)
     const TTourResult r = RunTour(w, dir.filePath(QStringLiteral("shots")), out, 60000);
     ASSERT_TRUE(r.Ok) << r.Failure.toStdString();
     EXPECT_TRUE(ui.CallsOf(QStringLiteral("MessageDlg")).empty());
-    EXPECT_EQ(r.Screenshots.size(), 8);
+    EXPECT_EQ(r.Screenshots.size(), 9);
     for (const QString &s : r.Screenshots)
-        EXPECT_GT(QFileInfo(dir.filePath(QStringLiteral("shots/") + s)).size(), 10000) << s.toStdString();
+        EXPECT_GT(QFileInfo(dir.filePath(QStringLiteral("shots/") + s)).size(), 1500) << s.toStdString();
 
     // The grid file: the first run's (the stopped second run left it alone), 1000 x 800 m at 5 m.
     const QString grid = QDir(work).filePath(QLatin1String(cResultName));
@@ -64,14 +72,30 @@ TEST(Tour, CalculatesQueriesRecoloursStopsAndSavesTheLogBook)
     }
 
     // The log book: progress of the first run, the warning and the user's break of the second.
-    const QStringList log = w.LogLines();
-    EXPECT_GE(log.filter(QStringLiteral("Progress\tRows ")).size(), 11) << log.join('\n').toStdString();
-    EXPECT_EQ(log.filter(QStringLiteral("Progress\tRows 161 to 161 of 161 written")).size(), 1);
-    EXPECT_EQ(log.filter(QStringLiteral("Warning\tNo barrier")).size(), 1);
-    EXPECT_EQ(log.filter(QStringLiteral("User break\tCalculation stopped by the user")).size(), 1);
-    const QString saved = QString::fromUtf8(ReadAll(r.LogBook));
-    EXPECT_TRUE(saved.contains(QStringLiteral("\tUser break\tCalculation stopped by the user")));
-    EXPECT_EQ(saved.count(QLatin1Char('\n')), log.size());
+    const wn::TLines &log = w.LogBook()->Lines();
+    const auto count = [&](wn::TLogStatus art, const char *start) {
+        int n = 0;
+        for (std::int32_t i = 0; i < log.Count(); ++i)
+            n += log[i].Art == art && log[i].Text.startsWith(QLatin1String(start));
+        return n;
+    };
+    EXPECT_GE(count(wn::clog_Progress, "Rows "), 11);
+    EXPECT_EQ(count(wn::clog_Progress, "Rows 161 to 161 of 161 written"), 1);
+    EXPECT_EQ(count(wn::clog_warning, "No barrier"), 1);
+    EXPECT_EQ(count(wn::clog_userbreak, "Calculation stopped by the user"), 1);
+    // Saved in the suite's log-book form, read back whole, printed to a PDF.
+    const QByteArray saved = ReadAll(r.LogBook);
+    EXPECT_TRUE(saved.contains("\r\n\\U Calculation stopped by the user after ")) << saved.toStdString();
+    EXPECT_TRUE(saved.contains("\r\n\\W No barrier"));
+    EXPECT_EQ(saved.count("\r\n"), log.Count());
+    const std::int32_t lines = log.Count();
+    w.LogBook()->Clear();
+    w.LoadLogBook(r.LogBook);
+    EXPECT_EQ(log.Count(), lines);
+    const QString pdf = dir.filePath(QStringLiteral("log.pdf"));
+    w.PrintLogBook(pdf);
+    EXPECT_TRUE(ReadAll(pdf).startsWith("%PDF"));
+    EXPECT_TRUE(ui.CallsOf(QStringLiteral("MessageDlg")).empty());
 
     // The recoloured band shows in the map in the palette entry's colour, its old colour nowhere.
     TMapView &map = *w.Map();
@@ -115,6 +139,19 @@ TEST(Tour, SettingsSurviveTheSessionAndBadScenariosAreRefused)
     w.Palette().GetRGB(7, r, g, b);
     EXPECT_EQ(QList<int>({r, g, b}), QList<int>({1, 2, 3}));
 
+    // The working folder's list offers the colour scale; a double-click on it loads it again.
+    w.show();
+    w.Palette().SetRGB(7, 9, 9, 9);
+    QTreeWidgetItem *item = nullptr;
+    ASSERT_TRUE(w.Files()->GetFileItem(QStringLiteral("scale.sgc"), item));
+    EXPECT_EQ(item->text(1), QStringLiteral("Colour scale"));
+    QWidget *rows = w.Files()->viewport();
+    const QPoint at = w.Files()->visualItemRect(item).center();
+    QTest::mouseClick(rows, Qt::LeftButton, {}, at);
+    QTest::mouseDClick(rows, Qt::LeftButton, {}, at);
+    w.Palette().GetRGB(7, r, g, b);
+    EXPECT_EQ(QList<int>({r, g, b}), QList<int>({1, 2, 3}));
+
     const struct {
         double Spacing, Width, Height;
     } bad[] = {{0, 100, 100}, {5, -1, 100}, {0.25, 2000, 2000}};
@@ -124,6 +161,54 @@ TEST(Tour, SettingsSurviveTheSessionAndBadScenariosAreRefused)
         t.Width = c.Width;
         t.Height = c.Height;
         EXPECT_THROW(CheckScenario(t), std::exception) << c.Spacing << " " << c.Width;
+    }
+}
+
+// The palette editor behind the legend: OK recolours the map and the band's colour field, Cancel
+// gives the palette back its colours.
+TEST(Tour, PaletteEditorRecoloursTheMapOnOkOnly)
+{
+    wn::TRecordingUiServices ui;
+    wn::TUiServicesScope scope(ui);
+    QTemporaryDir dir;
+    TWorkbench w(dir.path(), dir.filePath(QStringLiteral("demo.ini")));
+    w.resize(1000, 700);
+    w.show();
+    TScenario s;
+    s.Width = 300;
+    s.Height = 250;
+    w.SetScenario(s);
+    w.StartCalculation();
+    const QDeadlineTimer deadline(30000);
+    while (w.Calculating() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_EQ(w.LastResult(), 0);
+
+    const QImage &raster = w.Map()->Raster();
+    const int band = raster.pixelIndex(raster.width() / 2, raster.height() / 2);
+    const int entry = DefaultBands()[band].FarbNr;
+    const QRgb mixed = qRgb(1, 2, 250);
+    for (const bool ok : {false, true}) {
+        ui.ModalAnswer = [&](QDialog &d) {
+            auto &form = dynamic_cast<wn::TFarbenDialog &>(d);
+            EXPECT_TRUE(form.Aendern());
+            form.SetFarbe(entry);
+            form.InitFarbDef();
+            form.Farbanteil_aendern(QLatin1Char('r'), QStringLiteral("1"));
+            form.Farbanteil_aendern(QLatin1Char('g'), QStringLiteral("2"));
+            form.Farbanteil_aendern(QLatin1Char('b'), QStringLiteral("250"));
+            QTest::mouseClick(form.ButtonDefOK, Qt::LeftButton);
+            QTest::mouseClick(ok ? form.ButtonOK : form.ButtonCancel, Qt::LeftButton);
+            return form.result();
+        };
+        EXPECT_EQ(w.EditPalette(), ok);
+        const QImage map = w.Map()->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        EXPECT_EQ(wn::test::CountPixels(map, w.Map()->MapRect(), mixed) > 100, ok) << ok;
+        const QImage field =
+            wn::test::SavePicture(*w.Legend()->Field(band), "demo",
+                                  ok ? QStringLiteral("field_ok") : QStringLiteral("field_cancel"))
+                .convertToFormat(QImage::Format_RGB32);
+        EXPECT_EQ(field.pixel(field.rect().center()) == mixed, ok) << ok;
     }
 }
 
